@@ -1,0 +1,36 @@
+#pragma once
+
+#include "logger.h"
+
+#include <memory>
+#include <string>
+
+// Base of every logger: owns the formatter and the logger's serial queue. Concrete loggers only
+// write (logMessage) and flush.
+//
+// The formatter getter must not be called on the logging queue or on this logger's queue; it
+// reads through both. The setter applies the change on the logging queue and then on this
+// logger's queue, so a change never lands in the middle of a message. Subclasses read
+// formatter_ directly inside logMessage(), where they are on their own queue.
+class AbstractLogger : public Logger
+{
+public:
+    explicit AbstractLogger(const std::string& name = {});
+    ~AbstractLogger() override;
+
+    void logMessage(const LogMessage& message) override;
+    std::shared_ptr<LogFormatter> logFormatter() const override;
+    void setLogFormatter(std::shared_ptr<LogFormatter> formatter) override;
+    std::shared_ptr<DispatchQueue> loggerQueue() const override { return loggerQueue_; }
+    std::string loggerName() const override { return name_; }
+
+    bool isOnGlobalLoggingQueue() const;
+    bool isOnInternalLoggerQueue() const;
+
+protected:
+    std::shared_ptr<LogFormatter> formatter_;
+
+private:
+    std::string name_;
+    std::shared_ptr<DispatchQueue> loggerQueue_;
+};
