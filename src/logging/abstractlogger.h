@@ -5,6 +5,10 @@
 #include <memory>
 #include <string>
 
+namespace logging_detail {
+struct LoggerLife;
+}
+
 // Base of every logger: owns the formatter and the logger's serial queue. Concrete loggers only
 // write (logMessage) and flush.
 //
@@ -33,4 +37,6 @@ protected:
 private:
     std::string name_;
     std::shared_ptr<DispatchQueue> loggerQueue_;
+    // Lets queued formatter changes find out that the logger is gone.
+    std::shared_ptr<logging_detail::LoggerLife> life_;
 };
