@@ -1,0 +1,86 @@
+#include "platform/alerts.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace {
+
+std::unique_ptr<AlertPresenter>& installedPresenter()
+{
+    static std::unique_ptr<AlertPresenter> presenter;
+    return presenter;
+}
+
+QMessageBox::Icon iconForStyle(Alert::Style style)
+{
+    switch (style) {
+    case Alert::Style::Warning:
+        return QMessageBox::Warning;
+    case Alert::Style::Informational:
+        return QMessageBox::Information;
+    case Alert::Style::Critical:
+        return QMessageBox::Critical;
+    }
+    return QMessageBox::NoIcon;
+}
+
+} // namespace
+
+AlertPresenter& AlertPresenter::shared()
+{
+    if (auto& installed = installedPresenter())
+        return *installed;
+    static MessageBoxAlertPresenter messageBoxes;
+    return messageBoxes;
+}
+
+std::unique_ptr<AlertPresenter> AlertPresenter::install(std::unique_ptr<AlertPresenter> presenter)
+{
+    std::unique_ptr<AlertPresenter> previous = std::move(installedPresenter());
+    installedPresenter() = std::move(presenter);
+    return previous;
+}
+
+int MessageBoxAlertPresenter::runModal(Alert& alert)
+{
+    QMessageBox box(QApplication::activeWindow());
+    box.setWindowModality(Qt::ApplicationModal);
+    box.setIcon(iconForStyle(alert.style));
+    box.setText(alert.messageText);
+    box.setInformativeText(alert.informativeText);
+    box.setTextFormat(Qt::PlainText);
+
+    const QStringList titles = alert.buttonTitles.isEmpty()
+                                   ? QStringList{QApplication::translate("QPlatformTheme", "OK")}
+                                   : alert.buttonTitles;
+    QList<QAbstractButton*> buttons;
+    for (qsizetype i = 0; i < titles.size(); ++i) {
+        // The first button accepts; the others answer "no" in the order given, the last of them
+        // also being what Escape and closing the box choose.
+        const auto role = i == 0 ? QMessageBox::AcceptRole : QMessageBox::RejectRole;
+        buttons.append(box.addButton(titles.at(i), role));
+    }
+    box.setDefaultButton(qobject_cast<QPushButton*>(buttons.first()));
+    box.setEscapeButton(buttons.last());
+
+    QCheckBox* suppression = nullptr;
+    if (alert.showsSuppressionButton) {
+        suppression = new QCheckBox(alert.suppressionButtonTitle, &box);
+        suppression->setChecked(alert.suppressionButtonChecked);
+        box.setCheckBox(suppression);
+    }
+
+    box.exec();
+
+    if (suppression)
+        alert.suppressionButtonChecked = suppression->isChecked();
+    const qsizetype index = buttons.indexOf(box.clickedButton());
+    return Alert::FirstButtonReturn + int(index < 0 ? buttons.size() - 1 : index);
+}
+
+int runModalAlert(Alert& alert)
+{
+    return AlertPresenter::shared().runModal(alert);
+}

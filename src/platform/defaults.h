@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+#include <memory>
+#include <optional>
+
+class QSettings;
+
+// The user's persistent settings, one typed accessor per key. Nothing else in the program talks
+// to QSettings: the keys and their defaults live in this class only.
+//
+// The standard instance lives under the bundle identifier; tests build one over a file of their
+// own (or install one with setStandardUserDefaults()). Instances are not thread-safe: use them
+// from the main thread. Setters write through to the backing store on synchronize() or when the
+// instance is destroyed; the ones whose loss would surprise the user synchronize at once.
+class Defaults
+{
+public:
+    // Keys, exactly as they are stored.
+    static constexpr char SelectedImageCategoriesKey[] = "SelectedImageCategories";
+    static constexpr char SaveToXcodeAlertSuppressionKey[] = "SaveToXcodeAlertSuppression";
+    static constexpr char AnnouncementsSeenKey[] = "AnnouncementsSeen";
+    static constexpr char RecentDocumentsKey[] = "RecentDocuments";
+
+    // How many recent documents the Open Recent menu remembers.
+    static constexpr int MaximumRecentDocuments = 10;
+
+    // The user's own settings, under the bundle identifier.
+    Defaults();
+    // Settings kept in an INI file at path (tests, portable runs).
+    explicit Defaults(const QString& path);
+    ~Defaults();
+    Defaults(const Defaults&) = delete;
+    Defaults& operator=(const Defaults&) = delete;
+
+    static Defaults& standardUserDefaults();
+    // Replaces the standard instance (tests); nullptr goes back to the user's own settings.
+    static void setStandardUserDefaults(std::unique_ptr<Defaults> defaults);
+
+    // Archived list of the ticked image categories; absent when never stored.
+    std::optional<QByteArray> selectedImageCategories() const;
+    void setSelectedImageCategories(const QByteArray& archive);
+
+    // False when absent.
+    bool saveToXcodeAlertSuppression() const;
+    void setSaveToXcodeAlertSuppression(bool suppressed);
+
+    // Announcement id -> date the user saw it. Empty when absent.
+    QMap<QString, QDateTime> announcementsSeen() const;
+    void setAnnouncementsSeen(const QMap<QString, QDateTime>& seen);
+
+    // Most recent first, no duplicates, at most MaximumRecentDocuments.
+    QList<QUrl> recentDocuments() const;
+    void noteNewRecentDocumentURL(const QUrl& url);
+    void clearRecentDocuments();
+
+    // Writes pending changes to the backing store; false when that failed.
+    bool synchronize();
+    QString fileName() const;
+
+private:
+    std::unique_ptr<QSettings> settings_;
+};
