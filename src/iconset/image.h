@@ -5,20 +5,45 @@
 #include <QByteArray>
 #include <QImage>
 #include <QList>
+#include <QRect>
 #include <QRectF>
 #include <QSizeF>
 #include <memory>
 
+class QIODevice;
 class Image;
 using ImagePtr = std::shared_ptr<Image>;
+
+namespace detail {
+class ImagePyramid;
+}
 
 // A source or rendered image: one or more bitmap representations plus a nominal size in points
 // (pixels x 72 / dpi), and for SVG sources the vector, which draws crisply at any size.
 // Shared by pointer. Not thread-safe for writers: imageWithSize() and imageMaskedByImage() change
-// the receiver's nominal size.
+// the receiver's nominal size. Every const member may run on several threads at once (the
+// reduced copies that large bitmaps are scaled from are built once, under a lock).
+//
+// Decoding refuses images above kMaxSide pixels a side or kMaxPixels pixels in all, before any
+// pixel is decoded, so a hostile header cannot make the process allocate gigabytes; the same
+// limits apply to rendered sizes. The decoders' own allocation limit is raised to fit them
+// (QImageReader::setAllocationLimit, process-wide) and stays as the second line of defence.
 class Image
 {
 public:
+    // Error codes of errorDomain().
+    enum ErrorCode
+    {
+        FileUnreadable = 1, // the file cannot be opened or read
+        NotAnImage = 2,     // no decoder recognises the data
+        Corrupt = 3,        // a decoder recognised it but failed (damaged or truncated data)
+        ZeroSize = 4,       // an empty file or an image without pixels
+        TooLarge = 5,       // beyond kMaxSide / kMaxPixels
+    };
+    static constexpr int kMaxSide = 16384;
+    static constexpr qint64 kMaxPixels = 8192LL * 8192; // 256 MiB as 8-bit RGBA
+    static QString errorDomain();
+
     // Decodes PNG, JPEG, TIFF, WebP or SVG. Returns nullptr and fills error for anything that is
     // not a usable image (unreadable, corrupt, empty, zero-sized or too large to decode safely).
     static ImagePtr fromFile(const QString& path, Error* error = nullptr);
@@ -41,9 +66,24 @@ public:
     ImagePtr imageMaskedByImage(const ImagePtr& mask);
     QImage unscaledBitmapImageRep() const;
 
+    // imageWithSize() without its side effect: the receiver keeps its nominal size, so several
+    // threads may render one source at once.
+    ImagePtr renderedAtSize(QSizeF size) const;
+
 private:
+    // The receiver drawn to fill exactly `pixels` (ARGB32 premultiplied), from the vector when
+    // there is one, else resampled from the bitmap; null when there is nothing to draw.
+    QImage drawnAtPixelSize(QSize pixels) const;
+    static ImagePtr fromDevice(QIODevice* device, const QString& name, Error* error);
+    static ImagePtr fromSvg(const QByteArray& data, const QString& name, Error* error);
+    void setBitmap(QImage bitmap);
+
     QSizeF size_;
     QList<QImage> representations_;
     QByteArray vector_; // SVG document, empty for bitmap sources
     QRectF vectorCrop_; // part of the vector's view box the image shows; empty = all of it
+    // Reduced copies of the bitmap this image was cut from, shared with its cuts, and where in
+    // that bitmap (level 0) this image's pixels lie.
+    std::shared_ptr<detail::ImagePyramid> pyramid_;
+    QRect pyramidRect_;
 };

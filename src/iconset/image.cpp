@@ -1,0 +1,399 @@
+#include "iconset/image.h"
+
+#include "iconset/resampler.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QPainter>
+#include <QScopeGuard>
+#include <QSvgRenderer>
+#include <QtEndian>
+#include <cmath>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <vector>
+
+namespace detail {
+
+// Reduced copies of one bitmap: level 0 is the bitmap itself, each further level half the size
+// of the one before (Resampler::halved). A target is resampled from the smallest level that
+// still has kHeadroom source pixels per target pixel each way, so a 16-pixel icon of a
+// 4096-pixel source reads a few thousand pixels instead of sixteen million, and the area filter
+// still sees enough pixels per target pixel to keep edges exact.
+class ImagePyramid
+{
+public:
+    static constexpr double kHeadroom = 2.0;
+
+    explicit ImagePyramid(QImage base) : base_(std::move(base)) {}
+
+    // `rect` (pixels of level 0) scaled to fill `target`.
+    QImage scaled(const QRect& rect, QSize target)
+    {
+        int level = 0;
+        QSize dims = base_.size();
+        for (;;) {
+            const QSize next((dims.width() + 1) / 2, (dims.height() + 1) / 2);
+            if (next == dims)
+                break;
+            const double sx = double(next.width()) / base_.width();
+            const double sy = double(next.height()) / base_.height();
+            if (rect.width() * sx < kHeadroom * target.width() ||
+                rect.height() * sy < kHeadroom * target.height())
+                break;
+            ++level;
+            dims = next;
+        }
+        const QImage source = levelImage(level);
+        const double sx = double(source.width()) / base_.width();
+        const double sy = double(source.height()) / base_.height();
+        const QRectF mapped(rect.x() * sx, rect.y() * sy, rect.width() * sx, rect.height() * sy);
+        return Resampler::scaled(source, mapped, target);
+    }
+
+private:
+    // Builds missing levels up to `level`; stops early (returning the smallest built) when
+    // memory runs out.
+    QImage levelImage(int level)
+    {
+        if (level == 0)
+            return base_;
+        std::lock_guard lock(mutex_);
+        while (int(levels_.size()) < level) {
+            QImage next = Resampler::halved(levels_.empty() ? base_ : levels_.back());
+            if (next.isNull())
+                break;
+            levels_.push_back(std::move(next));
+        }
+        if (levels_.empty())
+            return base_;
+        return levels_[std::min<size_t>(level, levels_.size()) - 1];
+    }
+
+    const QImage base_;
+    std::mutex mutex_;
+    std::vector<QImage> levels_; // levels 1, 2, ...
+};
+
+} // namespace detail
+
+namespace {
+
+constexpr qint64 kMaxSvgBytes = 32 * 1024 * 1024;
+constexpr double kPointsPerInch = 72.0;
+constexpr double kMetersPerInch = 0.0254;
+
+QString subject(const QString& name)
+{
+    return name.isEmpty() ? QStringLiteral("The image")
+                          : QStringLiteral("The image \u201c%1\u201d").arg(name);
+}
+
+bool fail(Error* error, int code, const QString& description)
+{
+    Error::set(error, Image::errorDomain(), code, description);
+    return false;
+}
+
+bool checkPixelSize(QSize size, const QString& name, Error* error)
+{
+    if (size.width() <= 0 || size.height() <= 0)
+        return fail(error, Image::ZeroSize,
+                    QStringLiteral("%1 has no pixels (%2 \u00d7 %3).")
+                        .arg(subject(name))
+                        .arg(size.width())
+                        .arg(size.height()));
+    if (size.width() > Image::kMaxSide || size.height() > Image::kMaxSide ||
+        qint64(size.width()) * size.height() > Image::kMaxPixels)
+        return fail(error, Image::TooLarge,
+                    QStringLiteral(
+                        "%1 is too large to open (%2 \u00d7 %3 pixels). Images may have at most %4 pixels a "
+                        "side and %5 million pixels in all.")
+                        .arg(subject(name))
+                        .arg(size.width())
+                        .arg(size.height())
+                        .arg(Image::kMaxSide)
+                        .arg(Image::kMaxPixels / 1000000));
+    return true;
+}
+
+// What a PNG says about itself before its pixel data: the header's size and the physical
+// resolution (pHYs in pixels per metre), read without decoding anything. Walking the chunks is
+// cheaper than decoding, and it tells a 96-dpi file apart from one without a resolution, which
+// the decoded QImage cannot (both carry the same default).
+struct PngHeader
+{
+    QSize size;
+    std::optional<QPointF> dotsPerMeter;
+};
+
+std::optional<PngHeader> readPngHeader(QIODevice* device)
+{
+    if (device->isSequential())
+        return std::nullopt;
+    const qint64 start = device->pos();
+    const auto restore = qScopeGuard([&] { device->seek(start); });
+    if (device->read(8) != QByteArray("\x89PNG\r\n\x1a\n", 8))
+        return std::nullopt;
+    PngHeader header;
+    bool sawHeader = false;
+    for (int chunks = 0; chunks < 10000; ++chunks) {
+        const QByteArray head = device->read(8);
+        if (head.size() < 8)
+            break;
+        const quint32 length = qFromBigEndian<quint32>(head.constData());
+        const QByteArray type = head.mid(4, 4);
+        const qint64 next = device->pos() + qint64(length) + 4;
+        if (type == "IHDR" && length == 13) {
+            const QByteArray data = device->read(13);
+            if (data.size() < 13)
+                break;
+            // Read as unsigned, shown as int: anything above INT_MAX is refused as too large.
+            const quint32 w = qFromBigEndian<quint32>(data.constData());
+            const quint32 h = qFromBigEndian<quint32>(data.constData() + 4);
+            header.size = QSize(int(std::min<quint32>(w, INT_MAX)), int(std::min<quint32>(h, INT_MAX)));
+            sawHeader = true;
+        } else if (type == "pHYs" && length == 9) {
+            const QByteArray data = device->read(9);
+            if (data.size() == 9 && data.at(8) == 1) // unit: metre
+                header.dotsPerMeter = QPointF(qFromBigEndian<quint32>(data.constData()),
+                                              qFromBigEndian<quint32>(data.constData() + 4));
+        } else if (type == "IDAT" || type == "IEND") {
+            break;
+        }
+        if (!device->seek(next))
+            break;
+    }
+    if (!sawHeader)
+        return std::nullopt;
+    return header;
+}
+
+double dpiFrom(double dotsPerMeter)
+{
+    const double dpi = dotsPerMeter * kMetersPerInch;
+    return std::isfinite(dpi) && dpi >= 1.0 ? dpi : kPointsPerInch;
+}
+
+// Nominal size in points of a bitmap: pixels x 72 / dpi. A QImage always carries a resolution;
+// the one every new QImage gets means the file named none, which counts as 72 dpi.
+QSizeF nominalSize(const QImage& bitmap, std::optional<QPointF> dotsPerMeter = std::nullopt)
+{
+    double dpiX = kPointsPerInch, dpiY = kPointsPerInch;
+    if (dotsPerMeter) {
+        dpiX = dpiFrom(dotsPerMeter->x());
+        dpiY = dpiFrom(dotsPerMeter->y());
+    } else {
+        const QImage fresh(1, 1, QImage::Format_ARGB32);
+        if (bitmap.dotsPerMeterX() != fresh.dotsPerMeterX() ||
+            bitmap.dotsPerMeterY() != fresh.dotsPerMeterY()) {
+            dpiX = dpiFrom(bitmap.dotsPerMeterX());
+            dpiY = dpiFrom(bitmap.dotsPerMeterY());
+        }
+    }
+    return QSizeF(bitmap.width() * kPointsPerInch / dpiX, bitmap.height() * kPointsPerInch / dpiY);
+}
+
+bool looksLikeSvg(const QByteArray& head)
+{
+    return head.contains("<svg") || head.contains("<SVG");
+}
+
+void raiseAllocationLimit()
+{
+    // The decoders' limit in MiB: the largest accepted image even at 16 bits per sample.
+    static std::once_flag once;
+    std::call_once(once,
+                   [] { QImageReader::setAllocationLimit(int(Image::kMaxPixels * 8 / (1024 * 1024))); });
+}
+
+// Draws the part `viewBox` of an SVG document so that it fills `pixels`.
+QImage renderSvg(const QByteArray& document, const QRectF& viewBox, QSize pixels)
+{
+    QSvgRenderer renderer(document);
+    if (!renderer.isValid())
+        return {};
+    if (!viewBox.isEmpty())
+        renderer.setViewBox(viewBox);
+    renderer.setAspectRatioMode(Qt::IgnoreAspectRatio);
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull())
+        return {};
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+    renderer.render(&painter, QRectF(QPointF(0, 0), QSizeF(pixels)));
+    painter.end();
+    return image;
+}
+
+} // namespace
+
+QString Image::errorDomain()
+{
+    return QStringLiteral(ICONFOUNDRY_BUNDLE_IDENTIFIER ".Image");
+}
+
+ImagePtr Image::fromFile(const QString& path, Error* error)
+{
+    const QString name = QFileInfo(path).fileName();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        fail(
+            error, FileUnreadable,
+            QStringLiteral("The file \u201c%1\u201d could not be opened: %2.").arg(name, file.errorString()));
+        return nullptr;
+    }
+    return fromDevice(&file, name, error);
+}
+
+ImagePtr Image::fromData(const QByteArray& data, Error* error)
+{
+    QBuffer buffer;
+    buffer.setData(data);
+    buffer.open(QIODevice::ReadOnly);
+    return fromDevice(&buffer, QString(), error);
+}
+
+ImagePtr Image::fromQImage(const QImage& bitmap)
+{
+    auto image = std::make_shared<Image>();
+    if (bitmap.isNull())
+        return image;
+    image->size_ = nominalSize(bitmap);
+    image->setBitmap(bitmap.convertToFormat(QImage::Format_ARGB32_Premultiplied));
+    return image;
+}
+
+ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
+{
+    raiseAllocationLimit();
+    try {
+        const QByteArray head = device->peek(4096);
+        if (head.isEmpty()) {
+            fail(error, ZeroSize,
+                 name.isEmpty() ? QStringLiteral("The image data is empty.")
+                                : QStringLiteral("The file \u201c%1\u201d is empty.").arg(name));
+            return nullptr;
+        }
+
+        QImageReader reader(device);
+        reader.setDecideFormatFromContent(true);
+        reader.setAutoTransform(true);
+        const QByteArray format = reader.format().toLower();
+        if (format == "svg" || format == "svgz" || (format.isEmpty() && looksLikeSvg(head))) {
+            const QByteArray document = device->read(kMaxSvgBytes + 1);
+            if (document.size() > kMaxSvgBytes) {
+                fail(error, TooLarge, QStringLiteral("%1 is too large to open.").arg(subject(name)));
+                return nullptr;
+            }
+            return fromSvg(document, name, error);
+        }
+        if (format.isEmpty()) {
+            fail(error, NotAnImage,
+                 QStringLiteral(
+                     "%1 is not in a format this application can read (PNG, JPEG, TIFF, WebP or SVG).")
+                     .arg(name.isEmpty() ? QStringLiteral("The data")
+                                         : QStringLiteral("\u201c%1\u201d").arg(name)));
+            return nullptr;
+        }
+
+        std::optional<PngHeader> png;
+        if (format == "png")
+            png = readPngHeader(device);
+        const QSize announced = png ? png->size : reader.size();
+        if (announced.isValid() || png) {
+            if (!checkPixelSize(announced, name, error))
+                return nullptr;
+        }
+
+        QImage bitmap;
+        if (!reader.read(&bitmap) || bitmap.isNull()) {
+            fail(error, Corrupt,
+                 QStringLiteral("%1 is damaged or incomplete and could not be decoded (%2).")
+                     .arg(subject(name), reader.errorString()));
+            return nullptr;
+        }
+        if (!checkPixelSize(bitmap.size(), name, error))
+            return nullptr;
+
+        auto image = std::make_shared<Image>();
+        image->size_ = nominalSize(bitmap, png ? png->dotsPerMeter : std::nullopt);
+        bitmap.convertTo(QImage::Format_ARGB32_Premultiplied);
+        if (bitmap.isNull())
+            throw std::bad_alloc();
+        image->setBitmap(std::move(bitmap));
+        return image;
+    } catch (const std::bad_alloc&) {
+        fail(error, TooLarge, QStringLiteral("%1 needs more memory than is available.").arg(subject(name)));
+        return nullptr;
+    }
+}
+
+ImagePtr Image::fromSvg(const QByteArray& data, const QString& name, Error* error)
+{
+    QSvgRenderer renderer(data);
+    if (!renderer.isValid()) {
+        fail(error, Corrupt, QStringLiteral("%1 is not a valid SVG document.").arg(subject(name)));
+        return nullptr;
+    }
+    const QSize nominal = renderer.defaultSize();
+    if (!checkPixelSize(nominal, name, error))
+        return nullptr;
+    QRectF viewBox = renderer.viewBoxF();
+    if (viewBox.isEmpty())
+        viewBox = QRectF(QPointF(0, 0), QSizeF(nominal));
+
+    auto image = std::make_shared<Image>();
+    image->size_ = QSizeF(nominal);
+    image->vector_ = data;
+    image->vectorCrop_ = viewBox;
+    QImage bitmap = renderSvg(data, viewBox, nominal);
+    if (bitmap.isNull()) {
+        fail(error, TooLarge, QStringLiteral("%1 needs more memory than is available.").arg(subject(name)));
+        return nullptr;
+    }
+    image->setBitmap(std::move(bitmap));
+    return image;
+}
+
+void Image::setBitmap(QImage bitmap)
+{
+    representations_ = {bitmap};
+    pyramidRect_ = bitmap.rect();
+    pyramid_ = std::make_shared<detail::ImagePyramid>(std::move(bitmap));
+}
+
+QSize Image::pixelSize() const
+{
+    return representations_.isEmpty() ? QSize() : representations_.front().size();
+}
+
+QImage Image::bitmap() const
+{
+    if (representations_.isEmpty())
+        return {};
+    const QImage& first = representations_.front();
+    return first.format() == QImage::Format_ARGB32_Premultiplied
+               ? first
+               : first.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+}
+
+QImage Image::drawnAtPixelSize(QSize pixels) const
+{
+    if (pixels.isEmpty())
+        return {};
+    try {
+        if (hasVector())
+            return renderSvg(vector_, vectorCrop_, pixels);
+        if (pyramid_)
+            return pyramid_->scaled(pyramidRect_, pixels);
+        if (!representations_.isEmpty())
+            return Resampler::scaled(bitmap(), pixels);
+    } catch (const std::bad_alloc&) {
+    }
+    return {};
+}

@@ -1,0 +1,388 @@
+// Rendering and file output of ImageProcessor.
+//
+// resizeAndSaveImage() works in two halves:
+// - on the calling thread it walks the catalogue, decides each size's crop and target, and lists
+//   one render job per distinct (crop, pixel size): sizes that need the same pixels (a 40-point
+//   2x icon of one idiom and of another) share one job, while every size still gets its own
+//   log line and its own write;
+// - jobs run on the global thread pool and on the calling thread itself, largest first, while
+//   the calling thread writes the files strictly in catalogue order as their bytes become ready.
+// Writing in order on one thread keeps the observable behaviour of a plain loop: for a shared
+// file name the later catalogue entry is what ends on disk, the last failure is the one reported,
+// log lines and progress calls come in catalogue order, and the caller never waits on a pool it
+// may itself be running on (it takes jobs instead of waiting for free threads).
+#include "iconset/imageprocessor.h"
+#include "iconset/pngwriter.h"
+#include "logging/log.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QRandomGenerator>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentMap>
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+// The folder joined with a file name as one path component ("a/" + "b" and "a" + "b" both give
+// "a/b"; a leading "/" of the name does not make it absolute).
+QString joinPath(const QString& folder, const QString& name)
+{
+    if (folder.isEmpty())
+        return name;
+    QString n = name;
+    while (n.startsWith(QLatin1Char('/')))
+        n.remove(0, 1);
+    return folder.endsWith(QLatin1Char('/')) ? folder + n : folder + QLatin1Char('/') + n;
+}
+
+// The rectangle croppedImage() cuts (pixels of the first representation), or none when the
+// image already has the size's aspect.
+std::optional<QRectF> cropRectangle(const Image& image, const ImageSize& size)
+{
+    if (image.representations().isEmpty())
+        return std::nullopt;
+    const double a = size.cropAspect();
+    const double w = image.representations().front().width();
+    const double h = image.representations().front().height();
+    if (h / w == a)
+        return std::nullopt;
+    if (a < 1)
+        return QRectF(0, (h - a * h) * 0.5, w, a * h);
+    // Multiplied, not divided: for aspects above 1 the rectangle is wider than the image and the
+    // clipping in imageInRect() leaves the whole image. Kept as it is on purpose: only aspects
+    // below 1 (icons wider than tall) cut anything.
+    return QRectF((w - a * w) * 0.5, 0, a * w, h);
+}
+
+QSizeF targetSize(const ImageSize& size)
+{
+    return QSizeF(size.width() * size.scale(), size.height() * size.scale());
+}
+
+QSize truncated(QSizeF size)
+{
+    const auto part = [](double v) { return std::isfinite(v) && v > 0 && v < 1e9 ? int(std::trunc(v)) : 0; };
+    return QSize(part(size.width()), part(size.height()));
+}
+
+struct WriteFailure
+{
+    int code = 0;
+    QString description;
+};
+
+// Writes data to a new hidden file next to path, then renames it over path, so that readers
+// see either the old file or the whole new one, and a failure leaves no partial file behind.
+// (No fsync: this protects against failures of this process, not against power loss.)
+std::optional<WriteFailure> writeAtomically(const QString& path, const QByteArray& data)
+{
+    const QFileInfo info(path);
+    const QString folder = info.path();
+    const QString describedAs =
+        QStringLiteral("The file \u201c%1\u201d couldn\u2019t be saved in the folder \u201c%2\u201d: %3.")
+            .arg(info.fileName(),
+                 QFileInfo(folder).fileName().isEmpty() ? folder : QFileInfo(folder).fileName());
+    QFile file;
+    for (int attempt = 0;; ++attempt) {
+        const QString temporary =
+            QStringLiteral("%1/.%2.%3.tmp")
+                .arg(folder, info.fileName())
+                .arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'));
+        file.setFileName(temporary);
+        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+            break;
+        if (attempt >= 16 || !QFileInfo::exists(temporary))
+            return WriteFailure{int(file.error()), describedAs.arg(file.errorString())};
+    }
+
+    const qint64 written = file.write(data);
+    const bool flushed = written == data.size() && file.flush();
+    const QString writeProblem = file.errorString();
+    file.close();
+    if (!flushed || file.error() != QFileDevice::NoError) {
+        QFile::remove(file.fileName());
+        return WriteFailure{int(QFileDevice::WriteError), describedAs.arg(writeProblem)};
+    }
+
+    std::error_code ec;
+#ifdef Q_OS_WIN
+    std::filesystem::rename(file.fileName().toStdWString(), path.toStdWString(), ec);
+#else
+    std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
+                            QFile::encodeName(path).toStdString(), ec);
+#endif
+    if (ec) {
+        QFile::remove(file.fileName());
+        return WriteFailure{int(QFileDevice::RenameError),
+                            describedAs.arg(QString::fromStdString(ec.message()))};
+    }
+    return std::nullopt;
+}
+
+// One distinct picture to make: `from` (the source or a crop of it) drawn at `target`.
+struct RenderJob
+{
+    ImagePtr from;
+    QSizeF target;
+    qint64 pixels = 0;
+};
+
+struct RenderOutcome
+{
+    QByteArray png;
+    WriteFailure failure;
+};
+
+RenderOutcome render(const RenderJob& job)
+{
+    try {
+        const QImage bitmap = job.from->renderedAtSize(job.target)->unscaledBitmapImageRep();
+        const QSize pixels = truncated(job.target);
+        if (bitmap.isNull())
+            return {{},
+                    {pixels.isEmpty() ? int(Image::ZeroSize) : int(Image::TooLarge),
+                     QStringLiteral("The icon could not be drawn at %1 \u00d7 %2 pixels.")
+                         .arg(pixels.width())
+                         .arg(pixels.height())}};
+        QByteArray png = PngWriter::encode(bitmap);
+        if (png.isEmpty())
+            return {{}, {int(Image::TooLarge), QStringLiteral("The icon could not be encoded as PNG.")}};
+        return {std::move(png), {}};
+    } catch (...) {
+        return {{}, {int(Image::TooLarge), QStringLiteral("There is not enough memory to draw the icon.")}};
+    }
+}
+
+// Jobs shared between the calling thread and the pool helpers; the helpers hold it by
+// shared_ptr so a helper that starts late finds no work and an intact state.
+class RenderQueue
+{
+public:
+    explicit RenderQueue(std::vector<RenderJob> jobs) : jobs_(std::move(jobs)), outcomes_(jobs_.size())
+    {
+        order_.resize(jobs_.size());
+        for (size_t i = 0; i < order_.size(); ++i)
+            order_[i] = int(i);
+        // Largest first, so the last jobs are small and both cores stay busy to the end.
+        std::stable_sort(order_.begin(), order_.end(),
+                         [this](int a, int b) { return jobs_[a].pixels > jobs_[b].pixels; });
+    }
+
+    // Runs one job not yet taken; false when every job is taken.
+    bool runOne()
+    {
+        const size_t k = next_.fetch_add(1);
+        if (k >= order_.size())
+            return false;
+        const int index = order_[k];
+        RenderOutcome outcome = render(jobs_[index]);
+        {
+            std::lock_guard lock(mutex_);
+            outcomes_[index] = std::move(outcome);
+        }
+        done_.notify_all();
+        return true;
+    }
+
+    void runAll()
+    {
+        while (runOne()) {
+        }
+    }
+
+    // The job's outcome once it is done; the caller runs other jobs meanwhile instead of idling.
+    RenderOutcome take(int index, bool last)
+    {
+        for (;;) {
+            {
+                std::unique_lock lock(mutex_);
+                if (outcomes_[index]) {
+                    RenderOutcome outcome = last ? std::move(*outcomes_[index]) : *outcomes_[index];
+                    if (last)
+                        outcomes_[index].reset();
+                    return outcome;
+                }
+            }
+            if (runOne())
+                continue;
+            std::unique_lock lock(mutex_);
+            done_.wait(lock, [&] { return outcomes_[index].has_value(); });
+        }
+    }
+
+    size_t size() const { return jobs_.size(); }
+
+private:
+    std::vector<RenderJob> jobs_;
+    std::vector<int> order_;
+    std::atomic<size_t> next_{0};
+    std::mutex mutex_;
+    std::condition_variable done_;
+    std::vector<std::optional<RenderOutcome>> outcomes_;
+};
+
+} // namespace
+
+QStringList ImageProcessor::imageFileNamesForCategories(const QList<ImageCategory>& categories)
+{
+    QStringList names;
+    for (const ImageSize& size : allImageSizes())
+        if (imageSize(size, categories))
+            names.append(size.fileName().value_or(QString()));
+    return names;
+}
+
+std::optional<QStringList>
+ImageProcessor::fileNamesThatExistForCategories(const QList<ImageCategory>& categories, const QString& path)
+{
+    QStringList existing;
+    for (const QString& name : imageFileNamesForCategories(categories))
+        if (QFileInfo::exists(joinPath(path, name)))
+            existing.append(name);
+    if (existing.isEmpty())
+        return std::nullopt;
+    return existing;
+}
+
+ImagePtr ImageProcessor::croppedImage(const ImagePtr& image, const ImageSize& size)
+{
+    if (!image)
+        return image;
+    const std::optional<QRectF> rect = cropRectangle(*image, size);
+    return rect ? image->imageInRect(*rect) : image;
+}
+
+QList<ImagePtr> ImageProcessor::resizeImage(const ImagePtr& image, const QList<ImageCategory>& categories)
+{
+    struct Item
+    {
+        ImagePtr from;
+        QSizeF target;
+    };
+    QList<Item> items;
+    for (const ImageSize& size : allImageSizes()) {
+        if (!imageSize(size, categories))
+            continue;
+        ImagePtr from = size.cropAspect() != 0 ? croppedImage(image, size) : image;
+        const QSizeF target = targetSize(size);
+        // imageWithSize() would leave the source with the target's nominal size; the concurrent
+        // rendering below leaves the source alone, so that happens here, in catalogue order.
+        if (from == image && image)
+            image->setSize(target);
+        items.append({std::move(from), target});
+    }
+    if (items.isEmpty())
+        return {};
+    return QtConcurrent::blockingMapped<QList<ImagePtr>>(items, [](const Item& item) -> ImagePtr {
+        if (!item.from)
+            return nullptr;
+        try {
+            return item.from->renderedAtSize(item.target);
+        } catch (...) {
+            auto empty = std::make_shared<Image>();
+            empty->setSize(item.target);
+            return empty;
+        }
+    });
+}
+
+bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<ImageCategory>& categories,
+                                        const QString& path, Error* error, const Progress& progress)
+{
+    struct Entry
+    {
+        QString path;
+        int job = 0;
+        bool lastUse = false;
+    };
+    std::vector<RenderJob> jobs;
+    std::vector<Entry> entries;
+    QHash<QString, int> jobByKey;
+
+    for (const ImageSize& size : allImageSizes()) {
+        if (!imageSize(size, categories))
+            continue;
+        ImagePtr from = image;
+        std::optional<QRectF> crop;
+        if (size.cropAspect() != 0 && image) {
+            crop = cropRectangle(*image, size);
+            if (crop)
+                from = image->imageInRect(*crop);
+        }
+        const QSizeF target = targetSize(size);
+        // Drawing from the source itself leaves it with the target's nominal size (see
+        // imageWithSize()); the workers leave the source alone, so it happens here, in order.
+        if (from == image && image)
+            image->setSize(target);
+
+        const QSize pixels = truncated(target);
+        const QString key = crop ? QString::asprintf("%a %a %a %a %d %d", crop->x(), crop->y(), crop->width(),
+                                                     crop->height(), pixels.width(), pixels.height())
+                                 : QString::asprintf("- %d %d", pixels.width(), pixels.height());
+        auto found = jobByKey.constFind(key);
+        int job;
+        if (found != jobByKey.constEnd()) {
+            job = *found;
+        } else {
+            job = int(jobs.size());
+            jobByKey.insert(key, job);
+            jobs.push_back({from, target, qint64(pixels.width()) * pixels.height()});
+        }
+        entries.push_back({joinPath(path, size.fileName().value_or(QString())), job, false});
+    }
+    if (entries.empty())
+        return true;
+    if (!image) {
+        Error::set(error, Image::errorDomain(), Image::ZeroSize,
+                   QStringLiteral("There is no image to save."));
+        return false;
+    }
+    std::vector<bool> seen(jobs.size(), false);
+    for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
+        it->lastUse = !seen[it->job];
+        seen[it->job] = true;
+    }
+
+    auto queue = std::make_shared<RenderQueue>(std::move(jobs));
+    QThreadPool* pool = QThreadPool::globalInstance();
+    const int helpers = std::min<int>(int(queue->size()) - 1, std::max(1, pool->maxThreadCount() - 1));
+    for (int i = 0; i < helpers; ++i)
+        pool->start([queue] { queue->runAll(); });
+
+    bool result = true;
+    const int total = int(entries.size());
+    for (int i = 0; i < total; ++i) {
+        const Entry& entry = entries[size_t(i)];
+        const RenderOutcome outcome = queue->take(entry.job, entry.lastUse);
+        LOG_INFO("Saving image to path: %s", qUtf8Printable(entry.path));
+        std::optional<WriteFailure> failure;
+        QString domain = QStringLiteral("QFileDevice");
+        if (outcome.png.isEmpty()) {
+            failure = outcome.failure;
+            domain = Image::errorDomain();
+        } else {
+            failure = writeAtomically(entry.path, outcome.png);
+        }
+        if (failure) {
+            LOG_ERROR("Error saving image to path '%s' : %s", qUtf8Printable(entry.path),
+                      qUtf8Printable(failure->description));
+            Error::set(error, domain, failure->code, failure->description);
+            result = false;
+        }
+        if (progress)
+            progress(i + 1, total);
+    }
+    return result;
+}
