@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
+#include <QSize>
 #include <QString>
 #include <QVariantList>
 #include <QVariantMap>
@@ -47,6 +48,9 @@ public:
     bool hasAnyCategoryId(const QVariantList& categoryIds) const;
     // User-facing text, e.g. "iPhone 60pt (@3x)"; a 1x size ends in a blank.
     QString description() const;
+    // The icon file's pixels: points x scale, truncated toward zero (83.5 at 2x gives 167). A
+    // size without a scale (0) is a single-size slot and is drawn at 1x.
+    QSize pixelSize() const;
 
     bool operator==(const ImageSize&) const = default;
 

@@ -1,0 +1,122 @@
+// The catalogue half of ImageProcessor: the lazy lists and resource loading. Rendering lives in
+// imageprocessor_render.cpp.
+#include "iconset/imageprocessor.h"
+
+#include "iconset/cataloguecoding.h"
+#include "logging/log.h"
+#include "platform/bundle.h"
+#include "platform/propertylist.h"
+
+#include <QFile>
+
+namespace {
+
+// Checks that a catalogue resource's root is a list of dictionaries. A list with one bad element
+// is refused whole: half a catalogue would quietly drop icons from every icon set written.
+std::optional<QString> catalogueShapeProblem(const QVariant& root, const QString& name)
+{
+    if (root.metaType().id() != QMetaType::QVariantList)
+        return QStringLiteral("ERROR: %1.plist does not hold a list but a %2; the catalogue stays empty")
+            .arg(name, CatalogueCoding::kindName(root));
+    const QVariantList elements = root.toList();
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        if (elements[i].metaType().id() != QMetaType::QVariantMap)
+            return QStringLiteral(
+                       "ERROR: Element %1 of %2.plist is a %3, not a dictionary; the catalogue stays empty")
+                .arg(i)
+                .arg(name, CatalogueCoding::kindName(elements[i]));
+    }
+    return std::nullopt;
+}
+
+template <typename Record> QList<Record> recordsFromRoot(const QVariant& root)
+{
+    QList<Record> records;
+    const QVariantList elements = root.toList();
+    records.reserve(elements.size());
+    for (const QVariant& element : elements)
+        records.append(Record(element.toMap()));
+    return records;
+}
+
+} // namespace
+
+const QList<ImageCategory>& ImageProcessor::allImageCategories()
+{
+    if (allImageCategories_)
+        return *allImageCategories_;
+    // A failed load leaves an empty list behind on purpose: the error was logged once and the
+    // resource will not appear later in this run.
+    const QString name = QStringLiteral("ImageCategories");
+    QList<ImageCategory> categories;
+    if (const auto root = loadData(name)) {
+        if (const auto problem = catalogueShapeProblem(*root, name))
+            LOG_ERROR("%s", qUtf8Printable(*problem));
+        else
+            categories = recordsFromRoot<ImageCategory>(*root);
+    }
+    allImageCategories_ = std::move(categories);
+    return *allImageCategories_;
+}
+
+const QList<ImageSize>& ImageProcessor::allImageSizes()
+{
+    if (allImageSizes_)
+        return *allImageSizes_;
+    const QString name = QStringLiteral("ImageSizes");
+    QList<ImageSize> sizes;
+    if (const auto root = loadData(name)) {
+        if (const auto problem = catalogueShapeProblem(*root, name))
+            LOG_ERROR("%s", qUtf8Printable(*problem));
+        else
+            sizes = recordsFromRoot<ImageSize>(*root);
+    }
+    allImageSizes_ = std::move(sizes);
+    return *allImageSizes_;
+}
+
+void ImageProcessor::setAllImageCategories(QList<ImageCategory> categories)
+{
+    allImageCategories_ = std::move(categories);
+}
+
+void ImageProcessor::setAllImageSizes(QList<ImageSize> sizes)
+{
+    allImageSizes_ = std::move(sizes);
+}
+
+std::optional<QVariant> ImageProcessor::loadData(const QString& name)
+{
+    const QString path = Bundle::pathForResource(name, QStringLiteral("plist"));
+    if (path.isEmpty()) {
+        LOG_ERROR("ERROR: File not found in bundle: %s.plist", qUtf8Printable(name));
+        return std::nullopt;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > PropertyList::kMaximumSize) {
+        LOG_ERROR("ERROR: Could not load data from path: %s", qUtf8Printable(path));
+        return std::nullopt;
+    }
+    const QByteArray data = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        LOG_ERROR("ERROR: Could not load data from path: %s", qUtf8Printable(path));
+        return std::nullopt;
+    }
+    QString parseError;
+    auto root = PropertyList::read(data, &parseError);
+    if (!root) {
+        LOG_ERROR("Error reading data from file '%s', error = '%s'", qUtf8Printable(path),
+                  qUtf8Printable(parseError));
+        return std::nullopt;
+    }
+    return root;
+}
+
+bool ImageProcessor::imageSize(const ImageSize& size, const QList<ImageCategory>& categories) const
+{
+    for (const ImageCategory& category : categories) {
+        if (size.hasCategoryId(category.categoryId()))
+            return true;
+    }
+    return false;
+}
