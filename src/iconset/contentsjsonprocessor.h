@@ -1,0 +1,90 @@
+#pragma once
+
+#include "iconset/imagecategory.h"
+#include "iconset/imagesize.h"
+#include "platform/error.h"
+
+#include <QJsonArray>
+#include <QList>
+#include <QString>
+#include <QVariantList>
+#include <optional>
+
+class ImageProcessor;
+
+// Writes an app-icon set's "Contents.json" for chosen categories, or merges their entries into
+// the file the folder already has, keeping every entry and top-level key it does not replace.
+//
+// - Ownership: holds the ImageProcessor by a plain, non-owning pointer. The application owns
+//   both processors for the life of the process, so the pointer never dangles; tests pass one
+//   that lives on their stack. Its catalogue (allImageSizes) gives the entries and their order.
+// - Each call reads the file afresh; nothing is kept between calls. Synchronous, on the caller's
+//   thread; not thread-safe (the catalogue's lazy load is not locked).
+// - The file is replaced as a whole (written to a temporary file in the same folder, then renamed)
+//   or left exactly as it was. It is written in Xcode's own layout (see XcodeJSON), so a project
+//   under version control sees only the lines that really changed.
+// - An existing file that cannot be merged safely is refused with an error and left untouched:
+//   unreadable, larger than maxFileSize, not UTF-8, not JSON, a root that is not an object,
+//   "images" that is not a list of objects, or an entry whose "idiom", "size", "scale" or
+//   "filename" is not a string.
+class ContentsJSONProcessor
+{
+public:
+    explicit ContentsJSONProcessor(ImageProcessor* imageProcessor = nullptr);
+
+    ImageProcessor* imageProcessor() const { return imageProcessor_; }
+    void setImageProcessor(ImageProcessor* imageProcessor) { imageProcessor_ = imageProcessor; }
+
+    // The catalogue sizes of the categories whose slot in the folder's existing Contents.json is
+    // held by a different file, in catalogue order; absent when there is none, when the file does
+    // not exist or when it cannot be used (logged), never an empty list.
+    std::optional<QList<ImageSize>> imageJSONThatExistForCategories(const QList<ImageCategory>& categories,
+                                                                    const QString& path);
+
+    // Writes or merges the folder's Contents.json with one entry per catalogue size of the
+    // categories. False with an error for a broken existing file or a failed write; false
+    // without an error, writing nothing, when the categories name no size.
+    bool saveJSONforCategories(const QList<ImageCategory>& categories, const QString& path,
+                               Error* error = nullptr);
+
+    // Puts size's entry in place of the first entry holding the same slot (same "idiom", "size"
+    // and "scale" text), or appends it.
+    void addOrReplaceImageSize(const ImageSize& size, QJsonArray& images) const;
+    // True when an entry holds size's slot with a "filename" other than size's file name.
+    bool hasImageSizeWithImage(const ImageSize& size, const QJsonArray& images) const;
+
+    // The categoryId of each category, in the same order.
+    static QVariantList imageCategoryIdsForImageCategories(const QList<ImageCategory>& categories);
+
+    // Succeeds when path is an existing folder whose Contents.json is absent or could be merged
+    // into; otherwise the error says what is wrong. Lets a caller refuse before it writes any
+    // icon file.
+    static bool checkContentsJSONInPath(const QString& path, Error* error = nullptr);
+
+    static constexpr qint64 maxFileSize = 8 * 1024 * 1024;
+    static inline const QString fileName = QStringLiteral("Contents.json");
+    static inline const QString errorDomain = QStringLiteral("ContentsJSONProcessor");
+    enum ErrorCode
+    {
+        // The existing Contents.json cannot be used; it is left as it is.
+        FileUnreadable = 1,
+        FileTooLarge,
+        FileNotUTF8,
+        FileNotJSON,
+        RootNotObject,
+        ImagesNotArray,
+        ImageNotObject,
+        ValueNotString,
+        // The folder cannot take the file.
+        FolderMissing = 20,
+        FolderIsFile,
+        // Writing failed.
+        SerializationFailed = 30,
+        WriteFailed,
+    };
+    // True for the codes that describe a broken existing file.
+    static bool isBrokenFileError(const Error& error);
+
+private:
+    ImageProcessor* imageProcessor_ = nullptr;
+};
