@@ -167,8 +167,13 @@ std::vector<std::string> LogFileManagerDefault::unsortedLogFilePaths()
         return {};
     std::vector<std::string> paths;
     for (const auto& name : names) {
-        if (isLogFile(name))
-            paths.push_back(folder + "/" + name);
+        if (!isLogFile(name))
+            continue;
+        // A folder or a device that happens to have a log file's name is not one.
+        LogFileStat st;
+        const std::string path = folder + "/" + name;
+        if (fileSystem_->stat(path, &st) == 0 && st.isRegularFile)
+            paths.push_back(path);
     }
     return paths;
 }
