@@ -1,0 +1,251 @@
+#include "app/cli.h"
+
+#include "iconset/imageprocessor.h"
+#include "logging/consolelogger.h"
+#include "logging/log.h"
+#include "platform/bundle.h"
+#include "platform/texts.h"
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringList>
+#include <QTextStream>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+enum ExitCode
+{
+    Success = 0,
+    Failure = 1,
+    Usage = 2
+};
+
+struct Command
+{
+    const char* name;
+    const char* arguments;
+    const char* summary;
+    int (*run)(const QStringList& arguments);
+};
+
+int runList(const QStringList& arguments);
+int runHelp(const QStringList& arguments);
+int runVersion(const QStringList& arguments);
+
+// Every command of the front end; the first argument picks one.
+const Command kCommands[] = {
+    {"list", "[--json]", "print the icon categories and, under each, its sizes", runList},
+    {"--help", "", "print this help (also -h)", runHelp},
+    {"-h", nullptr, nullptr, runHelp},
+    {"--version", "", "print the version", runVersion},
+};
+
+// Names that start the command line even when this build has no command for them yet.
+const char* const kReservedCommands[] = {"generate"};
+
+QTextStream& out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream& err()
+{
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+const Command* findCommand(const char* name)
+{
+    for (const Command& command : kCommands) {
+        if (std::strcmp(command.name, name) == 0)
+            return &command;
+    }
+    return nullptr;
+}
+
+QString scaleText(const ImageSize& size)
+{
+    // A size without a scale is a single-size slot, drawn once at 1x.
+    if (size.scale() == 0)
+        return QStringLiteral("single");
+    return QStringLiteral("@%1x").arg(size.scale());
+}
+
+QString pointsText(const ImageSize& size)
+{
+    if (size.width() == size.height())
+        return QStringLiteral("%1 pt").arg(size.width());
+    return QStringLiteral("%1x%2 pt").arg(size.width()).arg(size.height());
+}
+
+QString pixelsText(const ImageSize& size)
+{
+    const QSize pixels = size.pixelSize();
+    return QStringLiteral("%1x%2 px").arg(pixels.width()).arg(pixels.height());
+}
+
+QList<ImageSize> sizesOf(const ImageCategory& category, const QList<ImageSize>& sizes)
+{
+    QList<ImageSize> result;
+    for (const ImageSize& size : sizes) {
+        if (size.hasCategoryId(category.categoryId()))
+            result.append(size);
+    }
+    return result;
+}
+
+QJsonObject sizeJson(const ImageSize& size)
+{
+    QJsonObject json;
+    json.insert(QStringLiteral("filename"), size.fileName().value_or(QString()));
+    if (size.idiom())
+        json.insert(QStringLiteral("idiom"), *size.idiom());
+    if (size.platform())
+        json.insert(QStringLiteral("platform"), *size.platform());
+    json.insert(QStringLiteral("width"), size.width());
+    json.insert(QStringLiteral("height"), size.height());
+    json.insert(QStringLiteral("scale"), size.scale());
+    if (size.cropAspect() != 0)
+        json.insert(QStringLiteral("cropAspect"), size.cropAspect());
+    if (size.role())
+        json.insert(QStringLiteral("role"), *size.role());
+    if (size.subtype())
+        json.insert(QStringLiteral("subtype"), *size.subtype());
+    const QSize pixels = size.pixelSize();
+    json.insert(QStringLiteral("pixelWidth"), pixels.width());
+    json.insert(QStringLiteral("pixelHeight"), pixels.height());
+    json.insert(QStringLiteral("description"), size.description().trimmed());
+    return json;
+}
+
+int runList(const QStringList& arguments)
+{
+    bool json = false;
+    for (const QString& argument : arguments) {
+        if (argument == QLatin1String("--json")) {
+            json = true;
+        } else {
+            err() << "iconfoundry list: unknown option '" << argument << "'\n"
+                  << "usage: iconfoundry list [--json]\n";
+            return Usage;
+        }
+    }
+
+    ImageProcessor processor;
+    const QList<ImageCategory>& categories = processor.allImageCategories();
+    const QList<ImageSize>& sizes = processor.allImageSizes();
+    if (categories.isEmpty() || sizes.isEmpty()) {
+        err() << "iconfoundry list: the icon catalogue could not be read from " << Bundle::resourceDirectory()
+              << " (set ICONFOUNDRY_LOG_CONSOLE=1 to see why)\n";
+        return Failure;
+    }
+
+    if (json) {
+        QJsonArray list;
+        for (const ImageCategory& category : categories) {
+            QJsonObject entry;
+            entry.insert(QStringLiteral("id"), category.categoryId());
+            entry.insert(QStringLiteral("name"), category.name().value_or(QString()));
+            entry.insert(QStringLiteral("idiom"), category.idiom().value_or(QString()));
+            QJsonArray sizeList;
+            for (const ImageSize& size : sizesOf(category, sizes))
+                sizeList.append(sizeJson(size));
+            entry.insert(QStringLiteral("sizes"), sizeList);
+            list.append(entry);
+        }
+        QJsonObject document;
+        document.insert(QStringLiteral("categories"), list);
+        out() << QJsonDocument(document).toJson(QJsonDocument::Indented);
+        return Success;
+    }
+
+    qsizetype nameWidth = 0;
+    for (const ImageSize& size : sizes)
+        nameWidth = std::max(nameWidth, size.fileName().value_or(QString()).size());
+    for (const ImageCategory& category : categories) {
+        out() << category.name().value_or(QStringLiteral("(no name)")) << " (" << category.categoryId();
+        if (category.idiom())
+            out() << ", " << *category.idiom();
+        out() << ")\n";
+        const QList<ImageSize> own = sizesOf(category, sizes);
+        if (own.isEmpty())
+            out() << "  (no sizes)\n";
+        for (const ImageSize& size : own) {
+            out() << "  " << size.fileName().value_or(QString()).leftJustified(nameWidth) << "  "
+                  << pointsText(size).rightJustified(14) << "  " << scaleText(size).leftJustified(6) << "  "
+                  << pixelsText(size).rightJustified(12) << '\n';
+        }
+    }
+    return Success;
+}
+
+int runHelp(const QStringList&)
+{
+    out() << "Usage: iconfoundry [FILE]\n"
+             "       start the application (opening FILE if given)\n";
+    for (const Command& command : kCommands) {
+        if (!command.summary)
+            continue;
+        const QString call = QStringLiteral("iconfoundry %1 %2")
+                                 .arg(QLatin1String(command.name), QLatin1String(command.arguments));
+        out() << "   or: " << call.trimmed() << "\n       " << command.summary << '\n';
+    }
+    out() << "\nSet ICONFOUNDRY_LOG_CONSOLE=1 to see the log on standard error.\n";
+    return Success;
+}
+
+int runVersion(const QStringList&)
+{
+    out() << "iconfoundry " << Bundle::shortVersion() << " (build " << Bundle::buildNumber() << ")\n";
+    return Success;
+}
+
+void addConsoleLoggerIfAsked()
+{
+    const QByteArray wanted = qgetenv("ICONFOUNDRY_LOG_CONSOLE");
+    if (!wanted.isEmpty() && wanted != "0")
+        Log::addLogger(ConsoleLogger::sharedInstance());
+}
+
+} // namespace
+
+bool isCommandLineInvocation(int argc, char** argv)
+{
+    if (argc < 2 || !argv || !argv[1])
+        return false;
+    if (findCommand(argv[1]))
+        return true;
+    for (const char* reserved : kReservedCommands) {
+        if (std::strcmp(reserved, argv[1]) == 0)
+            return true;
+    }
+    return false;
+}
+
+int runCommandLine(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("iconfoundry"));
+    QCoreApplication::setApplicationVersion(Bundle::shortVersion());
+    addConsoleLoggerIfAsked();
+    Texts::installTranslations();
+
+    const QStringList arguments = QCoreApplication::arguments().mid(2);
+    const Command* command = argc >= 2 ? findCommand(argv[1]) : nullptr;
+    int code = Usage;
+    if (command) {
+        code = command->run(arguments);
+    } else {
+        err() << "iconfoundry: '" << (argc >= 2 ? argv[1] : "")
+              << "' is not available in this build; see 'iconfoundry --help'\n";
+    }
+    out().flush();
+    err().flush();
+    Log::flushLog();
+    return code;
+}
