@@ -57,6 +57,7 @@ QImage viewOf(const QImage& source, const QRect& cut)
 ImagePtr Image::imageInRect(const QRectF& rect) const
 {
     auto result = std::make_shared<Image>();
+    result->size_ = QSizeF(0, 0); // what an empty cut leaves
     const QSize bounds = pixelSize();
     const QRectF r = rect.normalized();
     if (bounds.isEmpty() || !std::isfinite(r.x()) || !std::isfinite(r.y()) || !std::isfinite(r.width()) ||
