@@ -57,10 +57,9 @@ class Signal
 public:
     void raise()
     {
-        {
-            std::lock_guard lock(mutex_);
-            raised_ = true;
-        }
+        // Notify under the lock: a waiter may destroy the Signal as soon as it sees the flag.
+        std::lock_guard lock(mutex_);
+        raised_ = true;
         changed_.notify_all();
     }
     bool isRaised()

@@ -102,15 +102,15 @@ std::string ownThreadID()
 
 struct Holder
 {
-    Signal* destroyed;
-    std::shared_ptr<DispatchQueue> queue;
+    Holder(Signal* signal, std::shared_ptr<DispatchQueue> q) : destroyed(signal), queue(std::move(q)) {}
+    Holder(const Holder&) = delete;
     ~Holder()
     {
-        if (!queue)
-            return;    // a moved-from copy
         queue.reset(); // the last reference: the queue is destroyed on its own thread
         destroyed->raise();
     }
+    Signal* destroyed;
+    std::shared_ptr<DispatchQueue> queue;
 };
 
 } // namespace
@@ -819,7 +819,7 @@ void TestLogCore::queueDestroyedFromItsOwnTask()
     Signal destroyed;
     auto gate = std::make_shared<Gate>();
     auto queue = std::make_shared<DispatchQueue>("test.self");
-    auto holder = std::make_shared<Holder>(Holder{&destroyed, queue});
+    auto holder = std::make_shared<Holder>(&destroyed, queue);
     queue->async([holder, gate]() mutable {
         gate->pass();
         holder.reset();
