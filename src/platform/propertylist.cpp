@@ -211,9 +211,10 @@ private:
             for (quint64 key : frame.object.keys) {
                 Object keyObject;
                 if (!readObject(key, keyObject) || (keyObject.kind != 0x5 && keyObject.kind != 0x6))
-                    return fail(error_,
-                                QStringLiteral(
-                                    "The binary property list has a dictionary key that is not a string."));
+                    return fail(
+                        error_,
+                        QStringLiteral(
+                            "The binary property list has a dictionary key that is not a valid string."));
             }
             colour[index] = Grey;
             stack.push_back(std::move(frame));
