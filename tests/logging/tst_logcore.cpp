@@ -4,6 +4,7 @@
 #include "logging/log.h"
 #include "logging/systemlogger.h"
 
+#include <QProcess>
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QtTest>
@@ -113,6 +114,34 @@ struct Holder
     std::shared_ptr<DispatchQueue> queue;
 };
 
+// Buffers what it is given and writes it to standard output only when flushed.
+class BufferingLogger : public AbstractLogger
+{
+public:
+    BufferingLogger() : AbstractLogger("test.buffering") {}
+    void logMessage(const LogMessage& message) override { buffer_ += message.message(); }
+    bool respondsToFlush() const override { return true; }
+    void flush() override
+    {
+        buffer_ += "|flushed\n";
+        [[maybe_unused]] const ssize_t written = ::write(STDOUT_FILENO, buffer_.data(), buffer_.size());
+        buffer_.clear();
+    }
+
+private:
+    std::string buffer_;
+};
+
+// The child process of flushesAtProcessExit: logs without flushing and leaves main().
+int exitingChild()
+{
+    Log::addLogger(std::make_shared<BufferingLogger>());
+    LOG_INFO("bye %d", 1);
+    return 0;
+}
+
+constexpr char kExitChildVariable[] = "ICONFOUNDRY_LOGCORE_EXIT_CHILD";
+
 } // namespace
 
 class TestLogCore : public QObject
@@ -142,6 +171,7 @@ private slots:
     void functionNameOfLiveStatements();
     void flushLogWithoutFlushingLoggerReturns();
     void flushLogWaitsForFlush();
+    void flushesAtProcessExit();
     void registration();
     void consoleLine_data();
     void consoleLine();
@@ -608,6 +638,18 @@ void TestLogCore::flushLogWaitsForFlush()
     QVERIFY(slow->flushOnOwnQueue.load());
 }
 
+void TestLogCore::flushesAtProcessExit()
+{
+    QProcess child;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QString::fromLatin1(kExitChildVariable), QStringLiteral("1"));
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    QVERIFY(child.waitForFinished(10000));
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(child.readAllStandardOutput(), QByteArray("bye 1|flushed\n"));
+}
+
 void TestLogCore::registration()
 {
     Log::addLogger(nullptr);
@@ -830,5 +872,13 @@ void TestLogCore::queueDestroyedFromItsOwnTask()
     QVERIFY(destroyed.wait(5s));
 }
 
-QTEST_GUILESS_MAIN(TestLogCore)
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsSet(kExitChildVariable))
+        return exitingChild();
+    QCoreApplication app(argc, argv);
+    TestLogCore test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_logcore.moc"
