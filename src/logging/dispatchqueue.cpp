@@ -45,6 +45,7 @@ struct QueueCore
     std::deque<std::function<void()>> tasks;
     std::multimap<DispatchQueue::Clock::time_point, PendingTimer> timers;
     bool stopping = false;
+    bool sleeping = false; // the worker waits for work; only then is a wake-up needed
     std::atomic<DispatchQueue*> owner{nullptr};
 };
 
@@ -90,10 +91,12 @@ void workerLoop(std::shared_ptr<QueueCore> core)
         }
         if (core->stopping)
             break;
+        core->sleeping = true;
         if (core->timers.empty())
             core->wake.wait(lock);
         else
             core->wake.wait_until(lock, core->timers.begin()->first);
+        core->sleeping = false;
     }
     // Pending timers are dropped; destroy their tasks without holding the lock.
     auto timers = std::move(core->timers);
@@ -147,11 +150,14 @@ void DispatchQueue::async(std::function<void()> task)
     if (!task)
         return;
     auto& core = *state_->core;
+    bool wake = false;
     {
         std::lock_guard lock(core.mutex);
         core.tasks.push_back(std::move(task));
+        wake = core.sleeping;
     }
-    core.wake.notify_one();
+    if (wake)
+        core.wake.notify_one();
 }
 
 void DispatchQueue::sync(const std::function<void()>& task)
