@@ -1,5 +1,6 @@
 #include "app/cli.h"
 
+#include "app/generatecommand.h"
 #include "iconset/imageprocessor.h"
 #include "logging/consolelogger.h"
 #include "logging/log.h"
@@ -39,6 +40,8 @@ int runVersion(const QStringList& arguments);
 // Every command of the front end; the first argument picks one.
 const Command kCommands[] = {
     {"list", "[--json]", "print the icon categories and, under each, its sizes", runList},
+    {"generate", "SOURCE (--xcode DIR | --out DIR) [options]", "write the icon files (and Contents.json) of an icon set",
+     GenerateCommand::run},
     {"--help", "", "print this help (also -h)", runHelp},
     {"-h", nullptr, nullptr, runHelp},
     {"--version", "", "print the version", runVersion},
@@ -195,6 +198,7 @@ int runHelp(const QStringList&)
                                  .arg(QLatin1String(command.name), QLatin1String(command.arguments));
         out() << "   or: " << call.trimmed() << "\n       " << command.summary << '\n';
     }
+    out() << '\n' << GenerateCommand::helpText();
     out() << "\nSet ICONFOUNDRY_LOG_CONSOLE=1 to see the log on standard error.\n";
     return Success;
 }
