@@ -15,7 +15,13 @@
 #include <QJsonObject>
 #include <QTemporaryFile>
 #include <cstdio>
+#ifdef Q_OS_WIN
+#include <io.h>
+#define isatty _isatty
+#define fileno _fileno
+#else
 #include <unistd.h>
+#endif
 
 namespace {
 
@@ -170,6 +176,7 @@ QString GenerateCommand::helpText()
 int GenerateCommand::run(const QStringList& arguments)
 {
     Report report;
+    // Until the options are parsed, a --json anywhere asks for the report of a usage error too.
     report.json = arguments.contains(QLatin1String("--json"));
 
     QCommandLineParser parser;
@@ -194,6 +201,7 @@ int GenerateCommand::run(const QStringList& arguments)
         write(stdout, helpText());
         return Success;
     }
+    report.json = parser.isSet(jsonOption);
     report.quiet = parser.isSet(quietOption);
     const bool force = parser.isSet(forceOption);
     const QStringList positional = parser.positionalArguments();
@@ -306,7 +314,7 @@ int GenerateCommand::run(const QStringList& arguments)
             files.append(name);
         pixels.insert(name, size.pixelSize());
     }
-    const bool showProgress = !report.quiet && ::isatty(::fileno(stderr));
+    const bool showProgress = !report.quiet && isatty(fileno(stderr));
     Progress progress(showProgress);
     Error writeError;
     const bool written =
