@@ -40,15 +40,12 @@ int runVersion(const QStringList& arguments);
 // Every command of the front end; the first argument picks one.
 const Command kCommands[] = {
     {"list", "[--json]", "print the icon categories and, under each, its sizes", runList},
-    {"generate", "SOURCE (--xcode DIR | --out DIR) [options]", "write the icon files (and Contents.json) of an icon set",
-     GenerateCommand::run},
+    {"generate", "SOURCE (--xcode DIR | --out DIR) [options]",
+     "write the icon files (and Contents.json) of an icon set", GenerateCommand::run},
     {"--help", "", "print this help (also -h)", runHelp},
     {"-h", nullptr, nullptr, runHelp},
     {"--version", "", "print the version", runVersion},
 };
-
-// Names that start the command line even when this build has no command for them yet.
-const char* const kReservedCommands[] = {"generate"};
 
 QTextStream& out()
 {
@@ -90,6 +87,17 @@ QString pixelsText(const ImageSize& size)
 {
     const QSize pixels = size.pixelSize();
     return QStringLiteral("%1x%2 px").arg(pixels.width()).arg(pixels.height());
+}
+
+// The slot's idiom, platform, role and subtype: what tells apart entries of one file name.
+QString slotText(const ImageSize& size)
+{
+    QStringList parts;
+    for (const auto& part : {size.idiom(), size.platform(), size.role(), size.subtype()}) {
+        if (part)
+            parts.append(*part);
+    }
+    return parts.join(QLatin1Char(' '));
 }
 
 QList<ImageSize> sizesOf(const ImageCategory& category, const QList<ImageSize>& sizes)
@@ -181,7 +189,7 @@ int runList(const QStringList& arguments)
         for (const ImageSize& size : own) {
             out() << "  " << size.fileName().value_or(QString()).leftJustified(nameWidth) << "  "
                   << pointsText(size).rightJustified(14) << "  " << scaleText(size).leftJustified(6) << "  "
-                  << pixelsText(size).rightJustified(12) << '\n';
+                  << pixelsText(size).rightJustified(12) << "  " << slotText(size) << '\n';
         }
     }
     return Success;
@@ -222,13 +230,7 @@ bool isCommandLineInvocation(int argc, char** argv)
 {
     if (argc < 2 || !argv || !argv[1])
         return false;
-    if (findCommand(argv[1]))
-        return true;
-    for (const char* reserved : kReservedCommands) {
-        if (std::strcmp(reserved, argv[1]) == 0)
-            return true;
-    }
-    return false;
+    return findCommand(argv[1]) != nullptr;
 }
 
 int runCommandLine(int argc, char** argv)
@@ -246,7 +248,7 @@ int runCommandLine(int argc, char** argv)
         code = command->run(arguments);
     } else {
         err() << "iconfoundry: '" << (argc >= 2 ? argv[1] : "")
-              << "' is not available in this build; see 'iconfoundry --help'\n";
+              << "' is not a command; see 'iconfoundry --help'\n";
     }
     out().flush();
     err().flush();
