@@ -66,9 +66,12 @@ std::optional<QRectF> cropRectangle(const Image& image, const ImageSize& size)
     return QRectF((w - a * w) * 0.5, 0, a * w, h);
 }
 
+// Points x scale, unrounded. A size without a scale (0) is a single-size slot, drawn at 1x like
+// ImageSize::pixelSize() says.
 QSizeF targetSize(const ImageSize& size)
 {
-    return QSizeF(size.width() * size.scale(), size.height() * size.scale());
+    const double scale = size.scale() == 0 ? 1.0 : size.scale();
+    return QSizeF(size.width() * scale, size.height() * scale);
 }
 
 QSize truncated(QSizeF size)

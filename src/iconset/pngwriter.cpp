@@ -1,5 +1,6 @@
 #include "iconset/pngwriter.h"
 
+#include <QScopeGuard>
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -11,43 +12,52 @@
 
 namespace {
 
-// Images up to this many pixels try every whole-image filter as well; for them the extra deflate
-// runs cost little and regularly save a few percent.
-constexpr qsizetype kSmallImagePixels = 160 * 160;
-
 enum Filter : uint8_t
 {
     None = 0,
     Sub = 1,
     Up = 2,
     Average = 3,
-    Paeth = 4,
-    Adaptive = 255
+    Paeth = 4
 };
 
-// libdeflate compressors are a few hundred KiB each; keep one per level and thread.
-class CompressorCache
+// What one thread keeps between calls: libdeflate compressors (a few hundred KiB each, one per
+// level) and the buffers, so that encoding many icons does not keep mapping fresh pages.
+class ThreadScratch
 {
 public:
-    ~CompressorCache()
+    // Buffers that grew beyond this are released after the call rather than kept.
+    static constexpr size_t kKeepBytes = 2 * 1024 * 1024;
+
+    ~ThreadScratch()
     {
         for (auto* c : compressors_)
             if (c)
                 libdeflate_free_compressor(c);
     }
-    libdeflate_compressor* get(int level)
+    libdeflate_compressor* compressor(int level)
     {
         auto& c = compressors_[level];
         if (!c)
             c = libdeflate_alloc_compressor(level);
         return c;
     }
+    void trim()
+    {
+        for (auto* buffer : {&rows, &filtered, &packed})
+            if (buffer->capacity() > kKeepBytes)
+                std::vector<uint8_t>().swap(*buffer);
+    }
+
+    std::vector<uint8_t> rows;     // previous, current and trial row
+    std::vector<uint8_t> filtered; // what deflate reads
+    std::vector<uint8_t> packed;   // what deflate writes
 
 private:
     std::array<libdeflate_compressor*, 13> compressors_{};
 };
 
-thread_local CompressorCache compressorCache;
+thread_local ThreadScratch scratch;
 
 inline uint8_t unpremultiply(unsigned c, unsigned a)
 {
@@ -145,12 +155,11 @@ void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n, ui
         for (size_t i = 4; i < n; ++i)
             out[i] = uint8_t(cur[i] - paeth(cur[i - 4], prev[i], prev[i - 4]));
         break;
-    default:
-        break;
     }
 }
 
-// The usual cost estimate: bytes read as signed values, sum of magnitudes.
+// The usual estimate of how well a filtered row compresses: its bytes read as signed values,
+// summed by magnitude. Smaller is better.
 uint64_t cost(const uint8_t* row, size_t n)
 {
     uint64_t sum = 0;
@@ -159,35 +168,36 @@ uint64_t cost(const uint8_t* row, size_t n)
     return sum;
 }
 
-// The filtered image data (one filter byte and the filtered row per row), ready for deflate.
-std::vector<uint8_t> filterImage(const std::vector<uint8_t>& straight, int width, int height, Filter strategy)
+// The image as PNG scanlines: per row a filter byte and the filtered row, each row with the
+// filter of the lowest cost.
+void filterImage(const QImage& image, ThreadScratch& s)
 {
-    const size_t n = size_t(width) * 4;
-    std::vector<uint8_t> out((n + 1) * height);
-    const std::vector<uint8_t> zeros(n, 0);
-    std::vector<uint8_t> trial(n);
+    const size_t n = size_t(image.width()) * 4;
+    const int height = image.height();
+    s.filtered.resize((n + 1) * height);
+    s.rows.assign(n * 3, 0);
+    uint8_t* prev = s.rows.data(); // zeros above the first row
+    uint8_t* cur = prev + n;
+    uint8_t* trial = cur + n;
     for (int y = 0; y < height; ++y) {
-        const uint8_t* cur = straight.data() + n * y;
-        const uint8_t* prev = y ? cur - n : zeros.data();
-        uint8_t* dst = out.data() + (n + 1) * y;
-        Filter chosen = strategy;
-        if (strategy == Adaptive) {
-            uint64_t best = UINT64_MAX;
-            for (Filter f : {None, Sub, Up, Average, Paeth}) {
-                if (y == 0 && (f == Up || f == Paeth))
-                    continue; // same as None / Sub on the first row
-                applyFilter(f, cur, prev, n, trial.data());
-                const uint64_t c = cost(trial.data(), n);
-                if (c < best) {
-                    best = c;
-                    chosen = f;
-                }
+        straightRow(image, y, cur);
+        Filter chosen = None;
+        uint64_t best = UINT64_MAX;
+        for (Filter f : {None, Sub, Up, Average, Paeth}) {
+            if (y == 0 && (f == Up || f == Paeth))
+                continue; // the same as None and Sub on the first row
+            applyFilter(f, cur, prev, n, trial);
+            const uint64_t c = cost(trial, n);
+            if (c < best) {
+                best = c;
+                chosen = f;
             }
         }
+        uint8_t* dst = s.filtered.data() + (n + 1) * y;
         dst[0] = chosen;
         applyFilter(chosen, cur, prev, n, dst + 1);
+        std::swap(prev, cur);
     }
-    return out;
 }
 
 void putU32(QByteArray& out, uint32_t v)
@@ -203,9 +213,7 @@ void putChunk(QByteArray& out, const char* type, const uint8_t* data, size_t len
     out.append(type, 4);
     if (length)
         out.append(reinterpret_cast<const char*>(data), qsizetype(length));
-    const uint32_t crc =
-        libdeflate_crc32(0, reinterpret_cast<const uint8_t*>(out.constData()) + typeAt, length + 4);
-    putU32(out, crc);
+    putU32(out, libdeflate_crc32(0, reinterpret_cast<const uint8_t*>(out.constData()) + typeAt, length + 4));
 }
 
 } // namespace
@@ -215,6 +223,7 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
     if (input.isNull() || input.width() <= 0 || input.height() <= 0)
         return {};
     const int level = compressionLevel <= 0 ? kDefaultLevel : std::min(compressionLevel, 12);
+    const auto trim = qScopeGuard([] { scratch.trim(); });
     try {
         QImage image = input;
         switch (image.format()) {
@@ -230,44 +239,19 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
             if (image.isNull())
                 return {};
         }
-        const int width = image.width();
-        const int height = image.height();
-        const size_t rowBytes = size_t(width) * 4;
-
-        std::vector<uint8_t> straight(rowBytes * height);
-        for (int y = 0; y < height; ++y)
-            straightRow(image, y, straight.data() + rowBytes * y);
-
-        libdeflate_compressor* compressor = compressorCache.get(level);
+        libdeflate_compressor* compressor = scratch.compressor(level);
         if (!compressor)
             return {};
-
-        std::vector<Filter> strategies{Adaptive};
-        if (qsizetype(width) * height <= kSmallImagePixels)
-            strategies.insert(strategies.end(), {None, Sub, Up, Paeth});
-
-        std::vector<uint8_t> best;
-        std::vector<uint8_t> packed;
-        for (Filter strategy : strategies) {
-            const std::vector<uint8_t> filtered = filterImage(straight, width, height, strategy);
-            packed.resize(libdeflate_zlib_compress_bound(compressor, filtered.size()));
-            const size_t size = libdeflate_zlib_compress(compressor, filtered.data(), filtered.size(),
-                                                         packed.data(), packed.size());
-            if (size == 0)
-                continue;
-            packed.resize(size);
-            if (best.empty() || packed.size() < best.size())
-                best.swap(packed);
-        }
-        if (best.empty())
+        filterImage(image, scratch);
+        scratch.packed.resize(libdeflate_zlib_compress_bound(compressor, scratch.filtered.size()));
+        const size_t packed =
+            libdeflate_zlib_compress(compressor, scratch.filtered.data(), scratch.filtered.size(),
+                                     scratch.packed.data(), scratch.packed.size());
+        if (packed == 0)
             return {};
 
-        QByteArray png;
-        png.reserve(qsizetype(best.size()) + 64);
-        png.append("\x89PNG\r\n\x1a\n", 8);
-        uint8_t header[13];
-        const uint32_t w = uint32_t(width), h = uint32_t(height);
-        const uint8_t fields[13] = {uint8_t(w >> 24),
+        const uint32_t w = uint32_t(image.width()), h = uint32_t(image.height());
+        const uint8_t header[13] = {uint8_t(w >> 24),
                                     uint8_t(w >> 16),
                                     uint8_t(w >> 8),
                                     uint8_t(w),
@@ -280,9 +264,11 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
                                     0,  // deflate
                                     0,  // adaptive filtering
                                     0}; // not interlaced
-        std::memcpy(header, fields, sizeof header);
+        QByteArray png;
+        png.reserve(qsizetype(packed) + 57);
+        png.append("\x89PNG\r\n\x1a\n", 8);
         putChunk(png, "IHDR", header, sizeof header);
-        putChunk(png, "IDAT", best.data(), best.size());
+        putChunk(png, "IDAT", scratch.packed.data(), packed);
         putChunk(png, "IEND", nullptr, 0);
         return png;
     } catch (const std::bad_alloc&) {

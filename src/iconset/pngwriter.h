@@ -8,15 +8,19 @@
 //
 // Premultiplied sources are un-premultiplied on the way out; fully transparent pixels are written
 // as 0,0,0,0. Each row gets the PNG filter that makes it cheapest to compress (smallest sum of
-// absolute differences); small images also try a few whole-image filters and keep the smallest
-// file. Deflate is libdeflate's.
+// absolute differences). Deflate is libdeflate's. (Trying whole-image filters as well and keeping
+// the smallest file was measured on icon artwork: 0.3% smaller for 70% more time, so it is not
+// done.)
 //
-// Thread-safe: every call uses its own buffers (compressors are cached per thread).
+// Thread-safe: every call works in its own thread's buffers and compressors (kept per thread;
+// large buffers are released after each call).
 class PngWriter
 {
 public:
-    // The libdeflate level used when none is given (1 = fastest ... 12 = smallest).
-    static constexpr int kDefaultLevel = 6;
+    // The libdeflate level used when none is given (1 = fastest ... 12 = smallest). Measured on
+    // icon artwork: level 7 is both smaller (by about 5%) and faster (about 1.6x) than zlib's
+    // default level 6 on the same filtered rows; libdeflate's own level 6 is 10% larger.
+    static constexpr int kDefaultLevel = 7;
 
     // Returns the PNG file bytes, or an empty array for a null or empty image (or when memory runs
     // out). compressionLevel 0 picks the default; values are clamped to 1..12.

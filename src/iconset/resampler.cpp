@@ -216,6 +216,8 @@ QImage Resampler::scaled(const QImage& input, const QRectF& sourceRect, QSize ta
     const int alpha = alphaOffset(source.format());
 
     if (ax.identity && ay.identity) {
+        if (source.size() == target)
+            return source; // the whole image at its own size: share it
         for (int y = 0; y < target.height(); ++y)
             std::copy_n(source.constScanLine(ay.identityOffset + y) + size_t(ax.identityOffset) * 4,
                         size_t(target.width()) * 4, result.scanLine(y));
