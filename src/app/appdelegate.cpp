@@ -1,0 +1,135 @@
+#include "app/appdelegate.h"
+
+#include "app/editmenutrimmer.h"
+#include "iconset/contentsjsonprocessor.h"
+#include "iconset/imageprocessor.h"
+#include "logging/consolelogger.h"
+#include "logging/filelogger.h"
+#include "logging/log.h"
+#include "logging/logfilemanagerdefault.h"
+#include "logging/systemlogger.h"
+#include "mainwindow/mainwindowcontroller.h"
+#include "platform/bundle.h"
+#include "platform/notificationcenter.h"
+#include "platform/notificationcenterconstants.h"
+
+#include <QApplication>
+#include <QFileInfo>
+#include <QFileOpenEvent>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QUrl>
+
+namespace {
+
+constexpr double kLogRollingFrequencySeconds = 86400; // one file per day
+constexpr unsigned long kMaximumNumberOfLogFiles = 7; // a week of logs
+
+} // namespace
+
+AppDelegate::AppDelegate(QObject* parent) : QObject(parent)
+{
+    if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        app->setQuitOnLastWindowClosed(applicationShouldTerminateAfterLastWindowClosed());
+        app->installEventFilter(this);
+        connect(app, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate);
+    }
+}
+
+AppDelegate::~AppDelegate()
+{
+    NotificationCenter::defaultCenter().removeObserver(this);
+}
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    // 1-3: loggers, each admitting every level.
+    Log::addLogger(SystemLogger::sharedInstance());
+    Log::addLogger(ConsoleLogger::sharedInstance());
+    LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
+    auto logFileManager = std::make_shared<LogFileManagerDefault>();
+    fileLogger_ = std::make_shared<FileLogger>(logFileManager);
+    fileLogger_->setRollingFrequency(kLogRollingFrequencySeconds);
+    logFileManager->setMaximumNumberOfLogFiles(kMaximumNumberOfLogFiles);
+    Log::addLogger(fileLogger_);
+
+    // The announcement service is created here, between the loggers and the processors, once
+    // announcements are part of the application.
+
+    // 4-6: processors. The catalogue loads on first use.
+    contentsJSONProcessor_ = std::make_unique<ContentsJSONProcessor>();
+    imageProcessor_ = std::make_unique<ImageProcessor>();
+    contentsJSONProcessor_->setImageProcessor(imageProcessor_.get());
+
+    // 7: the main window.
+    MainWindowController* controller = mainWindowController();
+    controller->setContentsJSONProcessor(contentsJSONProcessor_.get());
+    controller->setImageProcessor(imageProcessor_.get());
+    controller->showWindow();
+
+    // 8: the Edit menu.
+    EditMenuTrimmer::trimEditMenu(controller->window()->menuBar());
+
+    // 9: mirror every accepted source image.
+    NotificationCenter::defaultCenter().addObserver(this, QString::fromLatin1(NewSourceImageNotification),
+                                                    [this](const Notification& n) { newSourceImage(n); });
+
+    // The launch announcement check starts here, without being waited for, once announcements
+    // are part of the application.
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    NotificationCenter::defaultCenter().removeObserver(this);
+}
+
+bool AppDelegate::applicationOpenFile(const QString& path)
+{
+    return mainWindowController()->loadImageWithContentsOfURL(
+        QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()));
+}
+
+bool AppDelegate::openInitialDocument(const QStringList& arguments)
+{
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (argument.isEmpty() || argument.startsWith(QLatin1Char('-')))
+            continue;
+        const QUrl url(argument);
+        return applicationOpenFile(url.isLocalFile() ? url.toLocalFile() : argument);
+    }
+    const QString sample =
+        Bundle::pathForResource(QStringLiteral("images/SampleIcon"), QStringLiteral("png"));
+    if (sample.isEmpty()) {
+        LOG_ERROR("The sample icon images/SampleIcon.png is missing from '%s'",
+                  qUtf8Printable(Bundle::resourceDirectory()));
+        return false;
+    }
+    return applicationOpenFile(sample);
+}
+
+void AppDelegate::newSourceImage(const Notification& notification)
+{
+    const ImagePtr* image = std::any_cast<ImagePtr>(&notification.object);
+    setSourceImage(image ? *image : nullptr);
+}
+
+MainWindowController* AppDelegate::mainWindowController()
+{
+    if (!mainWindowController_)
+        mainWindowController_ = std::make_unique<MainWindowController>();
+    return mainWindowController_.get();
+}
+
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::FileOpen && watched == QCoreApplication::instance()) {
+        const auto* open = static_cast<QFileOpenEvent*>(event);
+        const QString path = open->file().isEmpty() ? open->url().toLocalFile() : open->file();
+        if (!path.isEmpty()) {
+            applicationOpenFile(path);
+            return true;
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}

@@ -1,0 +1,508 @@
+#include "mainwindow/mainwindowcontroller.h"
+
+#include "iconset/defaultcategories.h"
+#include "iconset/imageprocessor.h"
+#include "logging/log.h"
+#include "mainwindow/categoryselection.h"
+#include "mainwindow/dragdropimageview.h"
+#include "mainwindow/pasteboardreader.h"
+#include "mainwindow/recentdocumentsmenu.h"
+#include "mainwindow/sourcefilewatch.h"
+#include "platform/alerts.h"
+#include "platform/defaults.h"
+#include "platform/notificationcenter.h"
+#include "platform/notificationcenterconstants.h"
+#include "platform/panels.h"
+#include "platform/textkeys.h"
+#include "platform/texts.h"
+#include "ui_mainwindowcontroller.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMainWindow>
+#include <QMenu>
+#include <QPointer>
+#include <QStatusBar>
+
+namespace {
+
+// Landscape 4:3 is let through without asking: the messages icons are cut from art of that shape.
+constexpr double kLandscapeFourThree = 4.0 / 3.0;
+constexpr int kMinimumPixelWidth = 1024;
+constexpr int kMinimumPixelHeight = 768;
+constexpr int kStatusMessageMilliseconds = 5000;
+
+QString urlText(const QUrl& url)
+{
+    return url.toString(QUrl::FullyEncoded);
+}
+
+void makeSecondary(QWidget* widget)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));
+    widget->setPalette(palette);
+}
+
+void scaleFont(QWidget* widget, qreal factor, QFont::Weight weight)
+{
+    QFont font = widget->font();
+    font.setPointSizeF(font.pointSizeF() * factor);
+    font.setWeight(weight);
+    widget->setFont(font);
+}
+
+void keepSpaceWhenHidden(QWidget* widget)
+{
+    QSizePolicy policy = widget->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    widget->setSizePolicy(policy);
+}
+
+} // namespace
+
+MainWindowController::MainWindowController(Defaults* defaults, QObject* parent)
+    : QObject(parent), defaults_(defaults ? *defaults : Defaults::standardUserDefaults()),
+      fileWatch_(std::make_unique<SourceFileWatch>())
+{
+    connect(fileWatch_.get(), &SourceFileWatch::reloadDue, this, [this](const QUrl& url) {
+        loadImageWithContentsOfURL(url);
+        // Shown even when the reload failed: the file did change.
+        setUpdateNoticeVisible(true);
+    });
+    connect(fileWatch_.get(), &SourceFileWatch::noticeExpired, this,
+            [this] { setUpdateNoticeVisible(false); });
+}
+
+MainWindowController::~MainWindowController() = default;
+
+QMainWindow* MainWindowController::window()
+{
+    if (!window_) {
+        window_ = std::make_unique<QMainWindow>();
+        ui_ = std::make_unique<Ui::MainWindowController>();
+        ui_->setupUi(window_.get());
+        windowDidLoad();
+    }
+    return window_.get();
+}
+
+void MainWindowController::showWindow()
+{
+    QMainWindow* w = window();
+    w->show();
+    w->raise();
+    w->activateWindow();
+}
+
+void MainWindowController::windowDidLoad()
+{
+    TextKeys::apply(window_.get());
+
+    scaleFont(ui_->instructions1TextField, 1.6, QFont::DemiBold);
+    makeSecondary(ui_->instructions2TextField);
+    scaleFont(ui_->categoriesTitleLabel, 1.0, QFont::DemiBold);
+    makeSecondary(ui_->categoriesHintLabel);
+    scaleFont(ui_->categoriesHintLabel, 0.9, QFont::Normal);
+    makeSecondary(ui_->imageUpdatedTextField);
+    keepSpaceWhenHidden(ui_->imageUpdatedTextField);
+    ui_->instructions2TextField->setMaximumWidth(380);
+
+    ui_->imageView->setController(this);
+    connectActions();
+    rebuildCategoryCheckboxes();
+
+    restoreImageCategoryCheckboxState();
+    refreshView();
+}
+
+void MainWindowController::connectActions()
+{
+    ui_->actionNewDocument->setShortcut(QKeySequence::New);
+    ui_->actionOpenDocument->setShortcut(QKeySequence::Open);
+    ui_->actionSaveDocument->setShortcut(QKeySequence::Save);
+    ui_->actionSaveDocumentAs->setShortcut(QKeySequence::SaveAs);
+    ui_->actionSaveDocumentToXcode->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S));
+    ui_->actionPerformClose->setShortcut(QKeySequence::Close);
+    ui_->actionTerminate->setShortcut(QKeySequence::Quit);
+    ui_->actionCopy->setShortcut(QKeySequence::Copy);
+    ui_->actionPaste->setShortcut(QKeySequence::Paste);
+
+    connect(ui_->actionNewDocument, &QAction::triggered, this, &MainWindowController::newDocument);
+    connect(ui_->actionOpenDocument, &QAction::triggered, this, &MainWindowController::openDocument);
+    connect(ui_->loadImageButton, &QPushButton::clicked, this, &MainWindowController::openDocument);
+    connect(ui_->actionSaveDocument, &QAction::triggered, this, &MainWindowController::saveDocument);
+    connect(ui_->actionSaveDocumentAs, &QAction::triggered, this, &MainWindowController::saveDocumentAs);
+    connect(ui_->actionSaveDocumentToXcode, &QAction::triggered, this,
+            &MainWindowController::saveDocumentToXcode);
+    connect(ui_->actionCopy, &QAction::triggered, this, &MainWindowController::copy);
+    connect(ui_->actionPaste, &QAction::triggered, this, &MainWindowController::paste);
+    connect(ui_->actionPerformClose, &QAction::triggered, window_.get(), &QWidget::close);
+    connect(ui_->actionTerminate, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+
+    // Menus are checked when they open; the state is also kept current for the shortcuts, which
+    // work while the menus are closed.
+    connect(ui_->menuFile, &QMenu::aboutToShow, this, &MainWindowController::validateMenuItems);
+    connect(ui_->menuEdit, &QMenu::aboutToShow, this, &MainWindowController::validateMenuItems);
+    if (QClipboard* clipboard = QGuiApplication::clipboard())
+        connect(clipboard, &QClipboard::dataChanged, this, &MainWindowController::validateMenuItems);
+
+    recentDocumentsMenu_ = std::make_unique<RecentDocumentsMenu>(
+        ui_->menuOpenRecent, defaults_, [this](const QUrl& url) { openDocumentWithContentsOfURL(url); });
+}
+
+void MainWindowController::setImageProcessor(ImageProcessor* processor)
+{
+    imageProcessor_ = processor;
+    if (window_) {
+        rebuildCategoryCheckboxes();
+        restoreImageCategoryCheckboxState();
+    }
+}
+
+void MainWindowController::rebuildCategoryCheckboxes()
+{
+    if (!imageProcessor_) {
+        CategorySelection::buildCheckboxes(ui_->categoriesContainer, {}, {});
+        return;
+    }
+    CategorySelection::buildCheckboxes(ui_->categoriesContainer, imageProcessor_->allImageCategories(),
+                                       DefaultCategories::ids());
+}
+
+// MARK: - Source image
+
+bool MainWindowController::loadImageWithContentsOfURL(const QUrl& url)
+{
+    LOG_INFO("loadImageWithContentsOfURL: %s", qUtf8Printable(urlText(url)));
+
+    if (!url.isLocalFile()) {
+        LOG_ERROR("Not loading '%s': only local files can be opened", qUtf8Printable(urlText(url)));
+        return false;
+    }
+    Error error;
+    ImagePtr image = Image::fromFile(url.toLocalFile(), &error);
+    if (!image) {
+        LOG_ERROR("Not loading '%s': %s", qUtf8Printable(url.toLocalFile()),
+                  qUtf8Printable(error.localizedDescription));
+        return false;
+    }
+
+    clearImage();
+    setSourceImage(image);
+    monitorFileForChanges(url);
+    return true;
+}
+
+void MainWindowController::setSourceImage(const ImagePtr& image)
+{
+    LOG_INFO("setSourceImage");
+
+    if (isImageSizeProper(image)) {
+        sourceImage_ = image;
+        QMetaObject::invokeMethod(this, &MainWindowController::refreshView, Qt::QueuedConnection);
+        NotificationCenter::defaultCenter().post(QString::fromLatin1(NewSourceImageNotification), image,
+                                                 this);
+    } else if (window_) {
+        ui_->imageView->setImage(sourceImage_);
+    }
+}
+
+bool MainWindowController::isImageSizeProper(const ImagePtr& image)
+{
+    if (!image)
+        return true;
+
+    const QSizeF size = image->size();
+    if (size.width() != size.height() && size.width() / size.height() != kLandscapeFourThree) {
+        Alert alert;
+        alert.style = Alert::Style::Warning;
+        alert.messageText = Texts::text("OpenImage.ImageNotSquare.MessageText");
+        alert.informativeText = Texts::text("OpenImage.ImageNotSquare.InformativeText");
+        alert.buttonTitles = {Texts::text("Button.UseAnyway"), Texts::text("Button.Cancel")};
+        if (runModalAlert(alert) == Alert::SecondButtonReturn)
+            return false;
+    }
+
+    const QSize pixels = image->pixelSize();
+    if (pixels.height() < kMinimumPixelHeight || pixels.width() < kMinimumPixelWidth) {
+        Alert alert;
+        alert.style = Alert::Style::Warning;
+        alert.messageText = Texts::text("OpenImage.ImageTooSmall.MessageText");
+        alert.informativeText =
+            Texts::text("OpenImage.ImageTooSmall.InformativeText").arg(pixels.width()).arg(pixels.height());
+        alert.buttonTitles = {Texts::text("Button.UseAnyway"), Texts::text("Button.Cancel")};
+        return runModalAlert(alert) != Alert::SecondButtonReturn;
+    }
+    return true;
+}
+
+void MainWindowController::clearImage()
+{
+    LOG_INFO("clearImage");
+    // No notification: preview windows go on showing the last image.
+    sourceImage_.reset();
+    cancelMonitorCurrentImageFileForChanges();
+    currentImageFileURL_.clear();
+    refreshView();
+}
+
+void MainWindowController::newDocument()
+{
+    clearImage();
+}
+
+void MainWindowController::openDocument()
+{
+    OpenPanelOptions options;
+    options.canChooseFiles = true;
+    options.canChooseDirectories = false;
+    options.allowsMultipleSelection = false;
+    options.allowedFileTypes = PanelPresenter::readableImageFileTypes();
+    options.allowedFileTypesDescription = Texts::text("OpenImage.Panel.FileTypes");
+    options.title = Texts::text("OpenImage.Panel.Title");
+    options.parent = window();
+
+    QPointer<MainWindowController> self(this);
+    PanelPresenter::shared().beginOpenPanel(options, [self](int response, const QList<QUrl>& urls) {
+        if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
+            return;
+        self->openDocumentWithContentsOfURL(urls.first());
+    });
+}
+
+bool MainWindowController::openDocumentWithContentsOfURL(const QUrl& url)
+{
+    if (!loadImageWithContentsOfURL(url))
+        return false;
+    // Recorded even when the user refused the image: the file was opened and is being watched.
+    currentImageFileURL_ = url;
+    defaults_.noteNewRecentDocumentURL(url);
+    return true;
+}
+
+void MainWindowController::monitorFileForChanges(const QUrl& url)
+{
+    LOG_INFO("monitorFileForChanges: %s", qUtf8Printable(urlText(url)));
+    fileWatch_->monitor(url);
+}
+
+void MainWindowController::cancelMonitorCurrentImageFileForChanges()
+{
+    LOG_INFO("cancelMonitorCurrentImageFileForChanges");
+    fileWatch_->cancel();
+}
+
+void MainWindowController::reloadCurrentImageFile()
+{
+    if (loadImageWithContentsOfURL(currentImageFileURL_))
+        setUpdateNoticeVisible(true);
+}
+
+void MainWindowController::refreshView()
+{
+    LOG_INFO("refreshView");
+    if (!window_)
+        return;
+    ui_->imageView->setImage(sourceImage_);
+    const bool empty = !sourceImage_;
+    ui_->instructions1TextField->setVisible(empty);
+    ui_->instructions2TextField->setVisible(empty);
+    ui_->loadImageButton->setVisible(empty);
+    if (empty)
+        setUpdateNoticeVisible(false);
+    validateMenuItems();
+}
+
+void MainWindowController::setUpdateNoticeVisible(bool visible)
+{
+    if (window_)
+        ui_->imageUpdatedTextField->setVisible(visible);
+}
+
+// MARK: - Categories
+
+QList<ImageCategory> MainWindowController::selectedImageCategories()
+{
+    if (!imageProcessor_)
+        return {};
+    return CategorySelection::selectedImageCategories(window(), imageProcessor_->allImageCategories());
+}
+
+void MainWindowController::setSelectedImageCategores(const QList<ImageCategory>& categories)
+{
+    CategorySelection::setSelectedImageCategories(window(), categories);
+}
+
+void MainWindowController::restoreImageCategoryCheckboxState()
+{
+    CategorySelection::restore(window(), defaults_);
+}
+
+void MainWindowController::saveImageCategoryCheckboxState()
+{
+    if (!imageProcessor_)
+        return;
+    if (!CategorySelection::save(window(), imageProcessor_->allImageCategories(), defaults_))
+        LOG_ERROR("Could not store the selected image categories in '%s'",
+                  qUtf8Printable(defaults_.fileName()));
+}
+
+// MARK: - Menus
+
+bool MainWindowController::validateMenuItem(QAction* item)
+{
+    if (!item || !window_)
+        return true;
+    if (item == ui_->actionSaveDocument)
+        return hasImage() && (!directoryURL_.isEmpty() || !xcodeIconSetURL_.isEmpty());
+    // Nothing ticked still enables these: they explain that no sizes are chosen.
+    if (item == ui_->actionSaveDocumentAs || item == ui_->actionSaveDocumentToXcode ||
+        item == ui_->actionCopy)
+        return hasImage();
+    if (item == ui_->actionPaste) {
+        const QClipboard* clipboard = QGuiApplication::clipboard();
+        return clipboard && PasteboardReader::canPaste(clipboard->mimeData());
+    }
+    return true;
+}
+
+void MainWindowController::validateMenuItems()
+{
+    if (!window_)
+        return;
+    for (QAction* action : {ui_->actionSaveDocument, ui_->actionSaveDocumentAs,
+                            ui_->actionSaveDocumentToXcode, ui_->actionCopy, ui_->actionPaste})
+        action->setEnabled(validateMenuItem(action));
+}
+
+// MARK: - Save flows and clipboard
+//
+// The writing of icon sets and the clipboard exchange come with the save and clipboard work;
+// until then the commands keep their enabling rules and say so in the status bar.
+
+void MainWindowController::saveDocument()
+{
+    notYetAvailable("saveDocument");
+}
+
+void MainWindowController::saveDocumentAs()
+{
+    notYetAvailable("saveDocumentAs");
+}
+
+void MainWindowController::saveDocumentToXcode()
+{
+    notYetAvailable("saveDocumentToXcode");
+}
+
+void MainWindowController::copy()
+{
+    notYetAvailable("copy");
+}
+
+void MainWindowController::paste()
+{
+    notYetAvailable("paste");
+}
+
+void MainWindowController::notYetAvailable(const char* action)
+{
+    LOG_INFO("%s is not available in this build", action);
+    if (window_)
+        window_->statusBar()->showMessage(Texts::text("MainWindow.Status.NotAvailable"),
+                                          kStatusMessageMilliseconds);
+}
+
+// MARK: - Parts of the window
+
+DragDropImageView* MainWindowController::imageView()
+{
+    window();
+    return ui_->imageView;
+}
+
+QLabel* MainWindowController::imageUpdatedTextField()
+{
+    window();
+    return ui_->imageUpdatedTextField;
+}
+
+QLabel* MainWindowController::instructions1TextField()
+{
+    window();
+    return ui_->instructions1TextField;
+}
+
+QLabel* MainWindowController::instructions2TextField()
+{
+    window();
+    return ui_->instructions2TextField;
+}
+
+QPushButton* MainWindowController::loadImageButton()
+{
+    window();
+    return ui_->loadImageButton;
+}
+
+QMenu* MainWindowController::fileMenu()
+{
+    window();
+    return ui_->menuFile;
+}
+
+QMenu* MainWindowController::editMenu()
+{
+    window();
+    return ui_->menuEdit;
+}
+
+QMenu* MainWindowController::openRecentMenu()
+{
+    window();
+    return ui_->menuOpenRecent;
+}
+
+QAction* MainWindowController::newDocumentAction()
+{
+    window();
+    return ui_->actionNewDocument;
+}
+
+QAction* MainWindowController::openDocumentAction()
+{
+    window();
+    return ui_->actionOpenDocument;
+}
+
+QAction* MainWindowController::saveDocumentAction()
+{
+    window();
+    return ui_->actionSaveDocument;
+}
+
+QAction* MainWindowController::saveDocumentAsAction()
+{
+    window();
+    return ui_->actionSaveDocumentAs;
+}
+
+QAction* MainWindowController::saveDocumentToXcodeAction()
+{
+    window();
+    return ui_->actionSaveDocumentToXcode;
+}
+
+QAction* MainWindowController::copyAction()
+{
+    window();
+    return ui_->actionCopy;
+}
+
+QAction* MainWindowController::pasteAction()
+{
+    window();
+    return ui_->actionPaste;
+}
