@@ -12,8 +12,8 @@
         <translation>Drop an image here</translation>
     </message>
     <message id="MainWindow.Instructions2">
-        <source>or paste one, or open a file. A square image of at least 1024 × 1024 pixels gives the sharpest icons.</source>
-        <translation>or paste one, or open a file. A square image of at least 1024 × 1024 pixels gives the sharpest icons.</translation>
+        <source>or paste one, or open a file. A square image of at least 1024 × 1024 pixels gives the sharpest icons.</source>
+        <translation>or paste one, or open a file. A square image of at least 1024 × 1024 pixels gives the sharpest icons.</translation>
     </message>
     <message id="MainWindow.LoadImageButton">
         <source>Open Image…</source>
@@ -108,8 +108,8 @@
         <translation>The image is too small.</translation>
     </message>
     <message id="OpenImage.ImageTooSmall.InformativeText">
-        <source>The image is %1 × %2 pixels. The largest icons need at least 1024 × 768 pixels, so they will look blurry. Use it anyway?</source>
-        <translation>The image is %1 × %2 pixels. The largest icons need at least 1024 × 768 pixels, so they will look blurry. Use it anyway?</translation>
+        <source>The image is %1 × %2 pixels. The largest icons need at least 1024 × 768 pixels, so they will look blurry. Use it anyway?</source>
+        <translation>The image is %1 × %2 pixels. The largest icons need at least 1024 × 768 pixels, so they will look blurry. Use it anyway?</translation>
     </message>
     <message id="Button.UseAnyway">
         <source>Use Anyway</source>

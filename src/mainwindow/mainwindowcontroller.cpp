@@ -107,7 +107,11 @@ void MainWindowController::windowDidLoad()
     scaleFont(ui_->categoriesHintLabel, 0.9, QFont::Normal);
     makeSecondary(ui_->imageUpdatedTextField);
     keepSpaceWhenHidden(ui_->imageUpdatedTextField);
-    ui_->instructions2TextField->setMaximumWidth(380);
+    ui_->loadImageButton->setMinimumSize(150, 34);
+    // The category list sits on the same kind of panel as the image.
+    ui_->categoriesContainer->setStyleSheet(QStringLiteral(
+        "#categoriesContainer { background-color: palette(base); border: 1px solid palette(mid);"
+        " border-radius: 10px; }"));
 
     ui_->imageView->setController(this);
     connectActions();

@@ -48,9 +48,10 @@ int MessageBoxAlertPresenter::runModal(Alert& alert)
     QMessageBox box(QApplication::activeWindow());
     box.setWindowModality(Qt::ApplicationModal);
     box.setIcon(iconForStyle(alert.style));
-    box.setText(alert.messageText);
-    box.setInformativeText(alert.informativeText);
-    box.setTextFormat(Qt::PlainText);
+    // The message is the alert's headline; both texts are escaped, never read as markup.
+    box.setTextFormat(Qt::RichText);
+    box.setText(QStringLiteral("<b>%1</b>").arg(alert.messageText.toHtmlEscaped()));
+    box.setInformativeText(QStringLiteral("<p>%1</p>").arg(alert.informativeText.toHtmlEscaped()));
 
     const QStringList titles = alert.buttonTitles.isEmpty()
                                    ? QStringList{QApplication::translate("QPlatformTheme", "OK")}

@@ -208,8 +208,9 @@ void TestMainWindow::checksShapeAndSize()
         QCOMPARE(alert.style, Alert::Style::Warning);
         QCOMPARE(alert.buttonTitles, (QStringList{QStringLiteral("Use Anyway"), QStringLiteral("Cancel")}));
         if (alert.messageText == kTooSmall)
-            QVERIFY2(alert.informativeText.contains(QStringLiteral("%1 × %2").arg(width).arg(height)),
-                     qPrintable(alert.informativeText));
+            QVERIFY2(
+                alert.informativeText.contains(QStringLiteral("%1\u00a0×\u00a0%2").arg(width).arg(height)),
+                qPrintable(alert.informativeText));
     }
     QCOMPARE(controller_->hasImage(), accepted);
     QCOMPARE(posted_.size(), accepted ? 1 : 0);
