@@ -47,6 +47,18 @@ public:
             ++level;
             dims = next;
         }
+        // A level a power of two smaller that holds `rect` at exactly the target size already is
+        // the target: its pixels are exact box means of the source (4096 -> 1024, or its 0.75 band).
+        for (int shift = level + 1; shift < 31; ++shift) {
+            const int unit = 1 << shift;
+            if (base_.width() % unit || base_.height() % unit || rect.x() % unit || rect.y() % unit ||
+                rect.width() % unit || rect.height() % unit || rect.width() / unit < target.width())
+                break;
+            if (rect.size() / unit == target) {
+                level = shift;
+                break;
+            }
+        }
         const QImage source = levelImage(level);
         const double sx = double(source.width()) / base_.width();
         const double sy = double(source.height()) / base_.height();
@@ -63,7 +75,9 @@ private:
             return base_;
         std::lock_guard lock(mutex_);
         while (int(levels_.size()) < level) {
-            QImage next = Resampler::halved(levels_.empty() ? base_ : levels_.back());
+            // Rounding up on odd levels and down on even ones keeps the means from drifting.
+            const bool roundHalfUp = levels_.size() % 2 == 0;
+            QImage next = Resampler::halved(levels_.empty() ? base_ : levels_.back(), roundHalfUp);
             if (next.isNull())
                 break;
             levels_.push_back(std::move(next));

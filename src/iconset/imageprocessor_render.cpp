@@ -5,8 +5,9 @@
 //   one render job per distinct (crop, pixel size): sizes that need the same pixels (a 40-point
 //   2x icon of one idiom and of another) share one job, while every size still gets its own
 //   log line and its own write;
-// - jobs run on the global thread pool and on the calling thread itself, largest first, while
-//   the calling thread writes the files strictly in catalogue order as their bytes become ready.
+// - jobs run on the global thread pool (largest first) and on the calling thread itself (in
+//   catalogue order), and the calling thread writes the files strictly in catalogue order as
+//   their bytes become ready.
 // Writing in order on one thread keeps the observable behaviour of a plain loop: for a shared
 // file name the later catalogue entry is what ends on disk, the last failure is the one reported,
 // log lines and progress calls come in catalogue order, and the caller never waits on a pool it
@@ -168,49 +169,40 @@ RenderOutcome render(const RenderJob& job)
     }
 }
 
-// Jobs shared between the calling thread and the pool helpers; the helpers hold it by
-// shared_ptr so a helper that starts late finds no work and an intact state.
+// Jobs shared between the calling thread and the pool helpers (held by shared_ptr, so a helper
+// that starts late finds every job taken and an intact queue). Jobs are numbered in catalogue
+// order. Helpers take the largest jobs first, so the long ones start at once; the calling thread
+// takes jobs in catalogue order, so it can write each file as soon as its bytes exist, and it
+// never waits idle while a job is left to take.
 class RenderQueue
 {
 public:
-    explicit RenderQueue(std::vector<RenderJob> jobs) : jobs_(std::move(jobs)), outcomes_(jobs_.size())
+    explicit RenderQueue(std::vector<RenderJob> jobs)
+        : jobs_(std::move(jobs)), taken_(jobs_.size()), outcomes_(jobs_.size())
     {
-        order_.resize(jobs_.size());
-        for (size_t i = 0; i < order_.size(); ++i)
-            order_[i] = int(i);
-        // Largest first, so the last jobs are small and both cores stay busy to the end.
-        std::stable_sort(order_.begin(), order_.end(),
+        largestFirst_.resize(jobs_.size());
+        for (size_t i = 0; i < largestFirst_.size(); ++i)
+            largestFirst_[i] = int(i);
+        std::stable_sort(largestFirst_.begin(), largestFirst_.end(),
                          [this](int a, int b) { return jobs_[a].pixels > jobs_[b].pixels; });
     }
 
-    // Runs one job not yet taken; false when every job is taken.
-    bool runOne()
+    // For the pool helpers.
+    void runLargestFirst()
     {
-        const size_t k = next_.fetch_add(1);
-        if (k >= order_.size())
-            return false;
-        const int index = order_[k];
-        RenderOutcome outcome = render(jobs_[index]);
-        {
-            std::lock_guard lock(mutex_);
-            outcomes_[index] = std::move(outcome);
-        }
-        done_.notify_all();
-        return true;
+        for (int index : largestFirst_)
+            if (tryTake(index))
+                run(index);
     }
 
-    void runAll()
-    {
-        while (runOne()) {
-        }
-    }
-
-    // The job's outcome once it is done; the caller runs other jobs meanwhile instead of idling.
+    // For the calling thread: the outcome of job `index`. Runs it when nobody has taken it yet;
+    // while a helper works on it, runs the next untaken job in catalogue order instead of idling.
+    // `last` hands the bytes over (the job has no later file); otherwise they are copied.
     RenderOutcome take(int index, bool last)
     {
         for (;;) {
             {
-                std::unique_lock lock(mutex_);
+                std::lock_guard lock(mutex_);
                 if (outcomes_[index]) {
                     RenderOutcome outcome = last ? std::move(*outcomes_[index]) : *outcomes_[index];
                     if (last)
@@ -218,8 +210,16 @@ public:
                     return outcome;
                 }
             }
-            if (runOne())
+            if (tryTake(index)) {
+                run(index);
                 continue;
+            }
+            while (scan_ < int(jobs_.size()) && taken_[size_t(scan_)].load())
+                ++scan_;
+            if (scan_ < int(jobs_.size()) && tryTake(scan_)) {
+                run(scan_);
+                continue;
+            }
             std::unique_lock lock(mutex_);
             done_.wait(lock, [&] { return outcomes_[index].has_value(); });
         }
@@ -228,9 +228,22 @@ public:
     size_t size() const { return jobs_.size(); }
 
 private:
+    bool tryTake(int index) { return !taken_[size_t(index)].exchange(true); }
+
+    void run(int index)
+    {
+        RenderOutcome outcome = render(jobs_[size_t(index)]);
+        {
+            std::lock_guard lock(mutex_);
+            outcomes_[size_t(index)] = std::move(outcome);
+        }
+        done_.notify_all();
+    }
+
     std::vector<RenderJob> jobs_;
-    std::vector<int> order_;
-    std::atomic<size_t> next_{0};
+    std::vector<int> largestFirst_;
+    std::vector<std::atomic<bool>> taken_;
+    int scan_ = 0; // calling thread only: every job before it is taken
     std::mutex mutex_;
     std::condition_variable done_;
     std::vector<std::optional<RenderOutcome>> outcomes_;
@@ -362,7 +375,7 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
     QThreadPool* pool = QThreadPool::globalInstance();
     const int helpers = std::min<int>(int(queue->size()) - 1, std::max(1, pool->maxThreadCount() - 1));
     for (int i = 0; i < helpers; ++i)
-        pool->start([queue] { queue->runAll(); });
+        pool->start([queue] { queue->runLargestFirst(); });
 
     bool result = true;
     const int total = int(entries.size());

@@ -255,7 +255,7 @@ QImage Resampler::scaled(const QImage& input, const QRectF& sourceRect, QSize ta
     return result;
 }
 
-QImage Resampler::halved(const QImage& input)
+QImage Resampler::halved(const QImage& input, bool roundHalfUp)
 {
     if (input.isNull())
         return {};
@@ -267,18 +267,19 @@ QImage Resampler::halved(const QImage& input)
     QImage result(half, source.format());
     if (result.isNull())
         return {};
-    // Rounding alternates between down and up in a checkerboard, so repeated halving does not
-    // drift brighter. The same rounding for all four channels of a pixel keeps colour <= alpha.
+    // Exact halves go one way for the whole image: rounding that changes from pixel to pixel
+    // (by position, or half to even) leaves a fine ripple that deflate compresses badly. Callers
+    // that halve repeatedly alternate the direction, so the levels do not drift.
+    // Colour sums never exceed the alpha sum, and a common rounding keeps that order.
+    const unsigned bias = roundHalfUp ? 2 : 1;
     for (int y = 0; y < half.height(); ++y) {
         const uint8_t* r0 = source.constScanLine(2 * y);
         const uint8_t* r1 = source.constScanLine(2 * y + 1);
         uint8_t* out = result.scanLine(y);
-        for (int x = 0; x < half.width(); ++x) {
-            const unsigned bias = 1 + ((x + y) & 1);
+        for (int x = 0; x < half.width(); ++x)
             for (int c = 0; c < 4; ++c)
                 out[4 * x + c] = uint8_t(
                     (r0[8 * x + c] + r0[8 * x + 4 + c] + r1[8 * x + c] + r1[8 * x + 4 + c] + bias) >> 2);
-        }
     }
     return result;
 }

@@ -16,8 +16,7 @@
 class Resampler
 {
 public:
-    enum class Filter
-    {
+    enum class Filter {
         // Area averaging along an axis that shrinks, Mitchell-Netravali cubic along one that grows.
         Automatic,
         // Each target pixel is the exact area-weighted mean of the source pixels it covers.
@@ -32,7 +31,8 @@ public:
 
     // Scales the part of source inside sourceRect (source pixel units; fractions allowed; clipped
     // to the source) so that it fills a bitmap of target pixels. Returns a null image when the
-    // target or the clipped rectangle is empty or the target cannot be allocated.
+    // target or the clipped rectangle is empty or the target cannot be allocated. The whole source
+    // at its own size comes back shared, not copied.
     static QImage scaled(const QImage& source, const QRectF& sourceRect, QSize target,
                          Filter filter = Filter::Automatic);
     static QImage scaled(const QImage& source, QSize target, Filter filter = Filter::Automatic)
@@ -41,6 +41,7 @@ public:
     }
 
     // Half the size each way, rounded up ((w + 1) / 2 by (h + 1) / 2). For even sides each pixel
-    // is the mean of the 2 x 2 block it covers, rounded without bias; odd sides are area-averaged.
-    static QImage halved(const QImage& source);
+    // is the mean of the 2 x 2 block it covers, exact halves rounded up or down as asked (the same
+    // way for the whole image); odd sides are area-averaged.
+    static QImage halved(const QImage& source, bool roundHalfUp = true);
 };
