@@ -94,10 +94,13 @@ std::optional<WriteFailure> writeAtomically(const QString& path, const QByteArra
 {
     const QFileInfo info(path);
     const QString folder = info.path();
-    const QString describedAs =
-        QStringLiteral("The file \u201c%1\u201d couldn\u2019t be saved in the folder \u201c%2\u201d: %3.")
-            .arg(info.fileName(),
-                 QFileInfo(folder).fileName().isEmpty() ? folder : QFileInfo(folder).fileName());
+    const QString folderName = QFileInfo(folder).fileName().isEmpty() ? folder : QFileInfo(folder).fileName();
+    // One arg() call for all three, so that a "%1" inside a name is not substituted again.
+    const auto describe = [&](const QString& problem) {
+        return QStringLiteral(
+                   "The file \u201c%1\u201d couldn\u2019t be saved in the folder \u201c%2\u201d: %3.")
+            .arg(info.fileName(), folderName, problem);
+    };
     QFile file;
     for (int attempt = 0;; ++attempt) {
         const QString temporary =
@@ -108,7 +111,7 @@ std::optional<WriteFailure> writeAtomically(const QString& path, const QByteArra
         if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
             break;
         if (attempt >= 16 || !QFileInfo::exists(temporary))
-            return WriteFailure{int(file.error()), describedAs.arg(file.errorString())};
+            return WriteFailure{int(file.error()), describe(file.errorString())};
     }
 
     const qint64 written = file.write(data);
@@ -117,7 +120,7 @@ std::optional<WriteFailure> writeAtomically(const QString& path, const QByteArra
     file.close();
     if (!flushed || file.error() != QFileDevice::NoError) {
         QFile::remove(file.fileName());
-        return WriteFailure{int(QFileDevice::WriteError), describedAs.arg(writeProblem)};
+        return WriteFailure{int(QFileDevice::WriteError), describe(writeProblem)};
     }
 
     std::error_code ec;
@@ -129,8 +132,7 @@ std::optional<WriteFailure> writeAtomically(const QString& path, const QByteArra
 #endif
     if (ec) {
         QFile::remove(file.fileName());
-        return WriteFailure{int(QFileDevice::RenameError),
-                            describedAs.arg(QString::fromStdString(ec.message()))};
+        return WriteFailure{int(QFileDevice::RenameError), describe(QString::fromStdString(ec.message()))};
     }
     return std::nullopt;
 }
