@@ -1,4 +1,5 @@
 #include "platform/alerts.h"
+#include "platform/seam.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -6,12 +7,6 @@
 #include <QPushButton>
 
 namespace {
-
-std::unique_ptr<AlertPresenter>& installedPresenter()
-{
-    static std::unique_ptr<AlertPresenter> presenter;
-    return presenter;
-}
 
 QMessageBox::Icon iconForStyle(Alert::Style style)
 {
@@ -30,17 +25,13 @@ QMessageBox::Icon iconForStyle(Alert::Style style)
 
 AlertPresenter& AlertPresenter::shared()
 {
-    if (auto& installed = installedPresenter())
-        return *installed;
     static MessageBoxAlertPresenter messageBoxes;
-    return messageBoxes;
+    return Seam<AlertPresenter>::shared(messageBoxes);
 }
 
 std::unique_ptr<AlertPresenter> AlertPresenter::install(std::unique_ptr<AlertPresenter> presenter)
 {
-    std::unique_ptr<AlertPresenter> previous = std::move(installedPresenter());
-    installedPresenter() = std::move(presenter);
-    return previous;
+    return Seam<AlertPresenter>::install(std::move(presenter));
 }
 
 int MessageBoxAlertPresenter::runModal(Alert& alert)

@@ -1,14 +1,9 @@
 #include "platform/panels.h"
+#include "platform/seam.h"
 
 #include <QFileDialog>
 
 namespace {
-
-std::unique_ptr<PanelPresenter>& installedPresenter()
-{
-    static std::unique_ptr<PanelPresenter> presenter;
-    return presenter;
-}
 
 QString nameFilter(const QString& description, const QStringList& types)
 {
@@ -22,17 +17,13 @@ QString nameFilter(const QString& description, const QStringList& types)
 
 PanelPresenter& PanelPresenter::shared()
 {
-    if (auto& installed = installedPresenter())
-        return *installed;
     static FileDialogPanelPresenter fileDialogs;
-    return fileDialogs;
+    return Seam<PanelPresenter>::shared(fileDialogs);
 }
 
 std::unique_ptr<PanelPresenter> PanelPresenter::install(std::unique_ptr<PanelPresenter> presenter)
 {
-    std::unique_ptr<PanelPresenter> previous = std::move(installedPresenter());
-    installedPresenter() = std::move(presenter);
-    return previous;
+    return Seam<PanelPresenter>::install(std::move(presenter));
 }
 
 QStringList PanelPresenter::readableImageFileTypes()

@@ -1,16 +1,7 @@
 #include "platform/workspace.h"
+#include "platform/seam.h"
 
 #include <QDesktopServices>
-
-namespace {
-
-std::unique_ptr<Workspace>& installedWorkspace()
-{
-    static std::unique_ptr<Workspace> workspace;
-    return workspace;
-}
-
-} // namespace
 
 bool Workspace::openURL(const QUrl& url)
 {
@@ -19,15 +10,11 @@ bool Workspace::openURL(const QUrl& url)
 
 Workspace& Workspace::shared()
 {
-    if (auto& installed = installedWorkspace())
-        return *installed;
     static Workspace desktop;
-    return desktop;
+    return Seam<Workspace>::shared(desktop);
 }
 
 std::unique_ptr<Workspace> Workspace::install(std::unique_ptr<Workspace> workspace)
 {
-    std::unique_ptr<Workspace> previous = std::move(installedWorkspace());
-    installedWorkspace() = std::move(workspace);
-    return previous;
+    return Seam<Workspace>::install(std::move(workspace));
 }
