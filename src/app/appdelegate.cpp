@@ -43,7 +43,7 @@ AppDelegate::~AppDelegate()
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    // 1-3: loggers, each admitting every level.
+    // Loggers first, each admitting every level, so that everything after them is logged.
     Log::addLogger(SystemLogger::sharedInstance());
     Log::addLogger(ConsoleLogger::sharedInstance());
     LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
@@ -56,21 +56,21 @@ void AppDelegate::applicationDidFinishLaunching()
     // The announcement service is created here, between the loggers and the processors, once
     // announcements are part of the application.
 
-    // 4-6: processors. The catalogue loads on first use.
+    // The processors. The catalogue loads on first use, so start-up does not wait for it.
     contentsJSONProcessor_ = std::make_unique<ContentsJSONProcessor>();
     imageProcessor_ = std::make_unique<ImageProcessor>();
     contentsJSONProcessor_->setImageProcessor(imageProcessor_.get());
 
-    // 7: the main window.
+    // The main window.
     MainWindowController* controller = mainWindowController();
     controller->setContentsJSONProcessor(contentsJSONProcessor_.get());
     controller->setImageProcessor(imageProcessor_.get());
     controller->showWindow();
 
-    // 8: the Edit menu.
+    // The Edit menu.
     EditMenuTrimmer::trimEditMenu(controller->window()->menuBar());
 
-    // 9: mirror every accepted source image.
+    // Mirror every accepted source image.
     NotificationCenter::defaultCenter().addObserver(this, QString::fromLatin1(NewSourceImageNotification),
                                                     [this](const Notification& n) { newSourceImage(n); });
 
