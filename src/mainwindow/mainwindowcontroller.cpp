@@ -229,8 +229,10 @@ bool MainWindowController::isImageSizeProper(const ImagePtr& image)
             return false;
     }
 
+    // A vector source is drawn afresh at every icon's pixel size, so its nominal pixel size says
+    // nothing about the quality of the result: only bitmaps are asked about.
     const QSize pixels = image->pixelSize();
-    if (pixels.height() < kMinimumPixelHeight || pixels.width() < kMinimumPixelWidth) {
+    if (!image->hasVector() && (pixels.height() < kMinimumPixelHeight || pixels.width() < kMinimumPixelWidth)) {
         Alert alert;
         alert.style = Alert::Style::Warning;
         alert.messageText = Texts::text("OpenImage.ImageTooSmall.MessageText");
