@@ -1,12 +1,11 @@
 #include "app/appdelegate.h"
 #include "app/editmenutrimmer.h"
 #include "iconset/contentsjsonprocessor.h"
-#include "iconset/imageprocessor.h"
 #include "logging/consolelogger.h"
 #include "logging/filelogger.h"
+#include "logging/log.h"
 #include "logging/logfilemanagerdefault.h"
 #include "logging/systemlogger.h"
-#include "mainwindow/helper_capturinglogger.h"
 #include "mainwindow/helper_scriptedalerts.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/defaults.h"
@@ -23,33 +22,30 @@
 
 namespace {
 
-// Builds a menu from a compact description: "-" is a separator, anything else an action with
-// that object name.
-QMenu* buildMenu(QMenuBar* bar, const QString& title, const QStringList& items)
+// Menus in a compact description: "-" is a separator, D the dictation item, P the character
+// palette item, any other word an action of that name.
+QMenu* buildMenu(QMenuBar* bar, const QString& title, const QString& items)
 {
     QMenu* menu = bar->addMenu(title);
-    for (const QString& item : items) {
-        if (item == QLatin1String("-"))
-            menu->addSeparator();
-        else
-            menu->addAction(item)->setObjectName(item);
+    for (const QString& item : items.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        const QString name = item == QLatin1String("D")   ? QStringLiteral("startDictation:")
+                             : item == QLatin1String("P") ? QStringLiteral("orderFrontCharacterPalette:")
+                                                          : item;
+        QAction* action = menu->addAction(name);
+        action->setObjectName(name);
+        action->setSeparator(item == QLatin1String("-"));
     }
     return menu;
 }
 
-QStringList describe(const QMenu* menu)
+QString describe(const QMenu* menu)
 {
     QStringList items;
     for (const QAction* action : menu->actions())
         items.append(action->isSeparator() ? QStringLiteral("-") : action->objectName());
-    return items;
-}
-
-QString writeImage(const QString& path, int side, QColor color)
-{
-    QImage image(side, side, QImage::Format_ARGB32);
-    image.fill(color);
-    return image.save(path, "PNG") ? path : QString();
+    return items.join(QLatin1Char(' '))
+        .replace(QLatin1String("startDictation:"), QLatin1String("D"))
+        .replace(QLatin1String("orderFrontCharacterPalette:"), QLatin1String("P"));
 }
 
 } // namespace
@@ -64,13 +60,9 @@ private slots:
 
     void trimsTheEditMenu_data();
     void trimsTheEditMenu();
-    void leavesOtherMenusAlone();
     void startsUpInOrder();
-    void mirrorsTheSourceImageUntilTermination();
     void opensFiles_data();
     void opensFiles();
-    void opensFilesHandedOverByTheDesktop();
-    void opensTheSampleWithoutArguments();
 
 private:
     QTemporaryDir dir_;
@@ -88,8 +80,15 @@ void TestAppDelegate::initTestCase()
 
 void TestAppDelegate::cleanupTestCase()
 {
-    if (delegate_)
+    if (delegate_) {
+        // After termination the delegate no longer follows the source image.
+        const ImagePtr kept = delegate_->sourceImage();
         delegate_->applicationWillTerminate();
+        NotificationCenter::defaultCenter().post(QString::fromLatin1(NewSourceImageNotification),
+                                                 Image::fromQImage(QImage(4, 4, QImage::Format_ARGB32)),
+                                                 nullptr);
+        QCOMPARE(delegate_->sourceImage(), kept);
+    }
     delegate_.reset();
     Log::flushLog();
     Log::removeAllLoggers();
@@ -98,62 +97,46 @@ void TestAppDelegate::cleanupTestCase()
 
 void TestAppDelegate::trimsTheEditMenu_data()
 {
-    QTest::addColumn<QStringList>("items");
-    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("change"); // "items before => items after"
 
-    const QString palette = QString::fromLatin1(EditMenuTrimmer::CharacterPaletteAction);
-    const QString dictation = QString::fromLatin1(EditMenuTrimmer::DictationAction);
-    const QStringList base{QStringLiteral("copy:"), QStringLiteral("paste:")};
-
+    const QString edit = QStringLiteral("&Edit");
     QTest::newRow("separator, dictation, palette: all three go")
-        << base + QStringList{"-", dictation, palette} << base;
-    QTest::newRow("dictation then separator: only the separator")
-        << base + QStringList{dictation, "-"} << base + QStringList{dictation};
-    QTest::newRow("palette alone") << base + QStringList{palette} << base;
-    QTest::newRow("dictation alone") << base + QStringList{dictation} << base;
-    QTest::newRow("separator alone") << base + QStringList{"-"} << base;
-    QTest::newRow("two separators: one goes") << base + QStringList{"-", "-"} << base + QStringList{"-"};
-    QTest::newRow("palette twice: one goes")
-        << base + QStringList{palette, palette} << base + QStringList{palette};
+        << edit << "copy: paste: - D P => copy: paste:";
+    QTest::newRow("title without a mnemonic") << QStringLiteral("Edit") << "copy: - D P => copy:";
+    QTest::newRow("dictation then separator: only the separator") << edit << "copy: D - => copy: D";
+    QTest::newRow("dictation alone") << edit << "copy: D => copy:";
+    QTest::newRow("two separators: one goes") << edit << "copy: - - => copy: -";
+    QTest::newRow("palette twice: one goes") << edit << "copy: P P => copy: P";
     QTest::newRow("palette before dictation: only the palette checked first")
-        << base + QStringList{palette, dictation} << base + QStringList{palette};
-    QTest::newRow("palette in the middle stays")
-        << QStringList{palette, "copy:"} << QStringList{palette, "copy:"};
-    QTest::newRow("nothing to trim") << base << base;
-    QTest::newRow("empty menu") << QStringList{} << QStringList{};
-    QTest::newRow("only the three") << QStringList{"-", dictation, palette} << QStringList{};
+        << edit << "copy: P D => copy: P";
+    QTest::newRow("palette in the middle stays") << edit << "P copy: => P copy:";
+    QTest::newRow("empty menu") << edit << " => ";
     QTest::newRow("names without the colon are other actions")
-        << base + QStringList{QStringLiteral("startDictation"), QStringLiteral("orderFrontCharacterPalette")}
-        << base + QStringList{QStringLiteral("startDictation"), QStringLiteral("orderFrontCharacterPalette")};
+        << edit
+        << "copy: startDictation orderFrontCharacterPalette => copy: startDictation "
+           "orderFrontCharacterPalette";
+    QTest::newRow("Editing is not the Edit menu")
+        << QStringLiteral("Editing") << "copy: - D P => copy: - D P";
+    QTest::newRow("a literal ampersand is not the Edit menu") << QStringLiteral("&&Edit") << "- D P => - D P";
 }
 
 void TestAppDelegate::trimsTheEditMenu()
 {
-    QFETCH(QStringList, items);
-    QFETCH(QStringList, expected);
+    QFETCH(QString, title);
+    QFETCH(QString, change);
+    const QString before = change.section(QStringLiteral(" => "), 0, 0);
+    const QString after = change.section(QStringLiteral(" => "), 1, 1);
 
     QMenuBar bar;
-    QMenu* file =
-        buildMenu(&bar, QStringLiteral("&File"), {QStringLiteral("-"), QStringLiteral("startDictation:")});
-    QMenu* edit = buildMenu(&bar, QStringLiteral("&Edit"), items);
-    QCOMPARE(EditMenuTrimmer::editMenu(&bar), edit);
+    QMenu* file = buildMenu(&bar, QStringLiteral("&File"), QStringLiteral("- D"));
+    QMenu* menu = buildMenu(&bar, title, before);
+    const bool isEdit = title == QLatin1String("&Edit") || title == QLatin1String("Edit");
+    QCOMPARE(EditMenuTrimmer::editMenu(&bar), isEdit ? menu : nullptr);
 
     EditMenuTrimmer::trimEditMenu(&bar);
-    QCOMPARE(describe(edit), expected);
-    QCOMPARE(describe(file), (QStringList{QStringLiteral("-"), QStringLiteral("startDictation:")}));
-}
-
-void TestAppDelegate::leavesOtherMenusAlone()
-{
-    QMenuBar bar;
-    const QStringList items{QStringLiteral("-"), QStringLiteral("startDictation:"),
-                            QStringLiteral("orderFrontCharacterPalette:")};
-    QMenu* editing = buildMenu(&bar, QStringLiteral("Editing"), items);
-    QMenu* literal = buildMenu(&bar, QStringLiteral("&&Edit"), items);
-    QCOMPARE(EditMenuTrimmer::editMenu(&bar), nullptr);
-    QCOMPARE(EditMenuTrimmer::trimEditMenu(&bar), 0);
-    QCOMPARE(describe(editing), items);
-    QCOMPARE(describe(literal), items);
+    QCOMPARE(describe(menu), after);
+    QCOMPARE(describe(file), QStringLiteral("- D"));
     QCOMPARE(EditMenuTrimmer::trimEditMenu(nullptr), 0);
 }
 
@@ -169,15 +152,15 @@ void TestAppDelegate::startsUpInOrder()
     QCOMPARE(loggers.size(), size_t(3));
     QVERIFY(std::dynamic_pointer_cast<SystemLogger>(loggers.at(0)));
     QVERIFY(std::dynamic_pointer_cast<ConsoleLogger>(loggers.at(1)));
-    QCOMPARE(loggers.at(2), std::static_pointer_cast<Logger>(delegate_->fileLogger()));
-    QCOMPARE(delegate_->fileLogger()->rollingFrequency(), 86400.0);
-    QCOMPARE(delegate_->fileLogger()->maximumFileSize(), std::uint64_t(1048576));
-    QCOMPARE(delegate_->fileLogger()->logFileManager()->maximumNumberOfLogFiles(), 7ul);
-    QCOMPARE(delegate_->fileLogger()->logFileManager()->logFilesDiskQuota(), std::uint64_t(20971520));
+    const auto fileLogger = delegate_->fileLogger();
+    QCOMPARE(loggers.at(2), std::static_pointer_cast<Logger>(fileLogger));
+    QCOMPARE(fileLogger->rollingFrequency(), 86400.0);
+    QCOMPARE(fileLogger->maximumFileSize(), std::uint64_t(1048576));
+    QCOMPARE(fileLogger->logFileManager()->maximumNumberOfLogFiles(), 7ul);
+    QCOMPARE(fileLogger->logFileManager()->logFilesDiskQuota(), std::uint64_t(20971520));
     QCOMPARE(LogFileManagerDefault::applicationName(), std::string("co.velmora.IconFoundry"));
 
     MainWindowController* controller = delegate_->mainWindowController();
-    QCOMPARE(delegate_->mainWindowController(), controller);
     QCOMPARE(controller->imageProcessor(), delegate_->imageProcessor());
     QCOMPARE(controller->contentsJSONProcessor(), delegate_->contentsJSONProcessor());
     QCOMPARE(delegate_->contentsJSONProcessor()->imageProcessor(), delegate_->imageProcessor());
@@ -185,92 +168,55 @@ void TestAppDelegate::startsUpInOrder()
     QVERIFY(alerts->alerts.isEmpty());
 }
 
-void TestAppDelegate::mirrorsTheSourceImageUntilTermination()
-{
-    QVERIFY(delegate_);
-    const ImagePtr first = Image::fromQImage(QImage(4, 4, QImage::Format_ARGB32));
-    NotificationCenter::defaultCenter().post(QString::fromLatin1(NewSourceImageNotification), first, nullptr);
-    QCOMPARE(delegate_->sourceImage(), first);
-    // Any sender counts.
-    const ImagePtr second = Image::fromQImage(QImage(8, 8, QImage::Format_ARGB32));
-    NotificationCenter::defaultCenter().post(QString::fromLatin1(NewSourceImageNotification), second, this);
-    QCOMPARE(delegate_->sourceImage(), second);
-    // Other notifications are not mirrored.
-    NotificationCenter::defaultCenter().post(QStringLiteral("SomethingElse"), first, nullptr);
-    QCOMPARE(delegate_->sourceImage(), second);
-}
-
 void TestAppDelegate::opensFiles_data()
 {
+    QTest::addColumn<QString>("how"); // open: asked by name; desktop: a file-open event; argument
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("decodes");
-    QTest::newRow("an image") << QStringLiteral("blue.png") << true;
-    QTest::newRow("a name that is not ASCII") << QStringLiteral("Ícone ✓.png") << true;
-    QTest::newRow("not an image") << QStringLiteral("notes.png") << false;
-    QTest::newRow("missing") << QStringLiteral("missing.png") << false;
+    QTest::newRow("an image") << "open" << QStringLiteral("blue.png") << true;
+    QTest::newRow("a name that is not ASCII") << "open" << QStringLiteral("Ícone ✓.png") << true;
+    QTest::newRow("not an image") << "open" << QStringLiteral("not-an-image.png") << false;
+    QTest::newRow("missing") << "open" << QStringLiteral("missing.png") << false;
+    QTest::newRow("handed over by the desktop") << "desktop" << QStringLiteral("handed over.png") << true;
+    QTest::newRow("not an image, from the desktop")
+        << "desktop" << QStringLiteral("not-an-image.png") << false;
+    QTest::newRow("argument after an option") << "argument" << QStringLiteral("argument.png") << true;
+    QTest::newRow("missing argument") << "argument" << QStringLiteral("nope.png") << false;
+    QTest::newRow("no file argument: the bundled sample") << "argument" << QString() << true;
 }
 
 void TestAppDelegate::opensFiles()
 {
+    QFETCH(QString, how);
     QFETCH(QString, name);
     QFETCH(bool, decodes);
     QVERIFY(delegate_);
     ScopedAlertPresenter alerts;
     MainWindowController* controller = delegate_->mainWindowController();
-    const QString before = writeImage(dir_.filePath(QStringLiteral("before.png")), 1024, Qt::red);
-    QVERIFY(delegate_->applicationOpenFile(before));
+    QVERIFY(
+        delegate_->applicationOpenFile(writeImage(dir_.filePath(QStringLiteral("before.png")), 1024, 1024)));
     const ImagePtr previous = controller->sourceImage();
+    const QString file = name.isEmpty() ? name
+                         : decodes      ? writeImage(dir_.filePath(name), 1024, 1024, Qt::blue)
+                                        : testData(name);
 
-    const QString file = dir_.filePath(name);
-    if (name == QLatin1String("notes.png")) {
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write("words") > 0);
-    } else if (name != QLatin1String("missing.png")) {
-        QVERIFY(!writeImage(file, 1024, Qt::blue).isEmpty());
-    }
-
-    QCOMPARE(delegate_->applicationOpenFile(file), decodes);
-    if (decodes) {
-        QVERIFY(controller->sourceImage() != previous);
-        QCOMPARE(controller->sourceImage()->bitmap().pixelColor(0, 0), QColor(Qt::blue));
-        QCOMPARE(delegate_->sourceImage(), controller->sourceImage());
+    if (how == QLatin1String("desktop")) {
+        QFileOpenEvent event(file);
+        QVERIFY(QCoreApplication::sendEvent(qApp, &event));
+    } else if (how == QLatin1String("argument")) {
+        QCOMPARE(delegate_->openInitialDocument(
+                     {QStringLiteral("iconfoundry"), QStringLiteral("--verbose"), file}),
+                 decodes);
     } else {
-        QCOMPARE(controller->sourceImage(), previous);
+        QCOMPARE(delegate_->applicationOpenFile(file), decodes);
     }
+    QCOMPARE(controller->sourceImage() != previous, decodes);
+    if (!name.isEmpty())
+        QCOMPARE(colorOf(controller->sourceImage()), decodes ? QColor(Qt::blue) : QColor(Qt::red));
+    QCOMPARE(delegate_->sourceImage(), controller->sourceImage());
     // A file handed over is loaded and watched, not recorded as the opened document.
     QVERIFY(controller->currentImageFileURL().isEmpty());
     QVERIFY(alerts->alerts.isEmpty());
-}
-
-void TestAppDelegate::opensFilesHandedOverByTheDesktop()
-{
-    QVERIFY(delegate_);
-    const QString file = writeImage(dir_.filePath(QStringLiteral("handed over.png")), 1024, Qt::green);
-    QFileOpenEvent event(file);
-    QCoreApplication::sendEvent(qApp, &event);
-    QCOMPARE(delegate_->sourceImage()->bitmap().pixelColor(0, 0), QColor(Qt::green));
-}
-
-void TestAppDelegate::opensTheSampleWithoutArguments()
-{
-    QVERIFY(delegate_);
-    ScopedAlertPresenter alerts;
-    MainWindowController* controller = delegate_->mainWindowController();
-    controller->newDocument();
-
-    QVERIFY(delegate_->openInitialDocument({QStringLiteral("iconfoundry")}));
-    QVERIFY(controller->hasImage());
-    QCOMPARE(controller->sourceImage()->pixelSize(), QSize(1024, 1024));
-    QVERIFY(alerts->alerts.isEmpty());
-
-    // A file argument wins over the sample; options are skipped.
-    const QString file = writeImage(dir_.filePath(QStringLiteral("argument.png")), 1024, Qt::cyan);
-    QVERIFY(
-        delegate_->openInitialDocument({QStringLiteral("iconfoundry"), QStringLiteral("--verbose"), file}));
-    QCOMPARE(controller->sourceImage()->bitmap().pixelColor(0, 0), QColor(Qt::cyan));
-    QVERIFY(!delegate_->openInitialDocument(
-        {QStringLiteral("iconfoundry"), dir_.filePath(QStringLiteral("nope.png"))}));
-    QCOMPARE(controller->sourceImage()->bitmap().pixelColor(0, 0), QColor(Qt::cyan));
 }
 
 QTEST_MAIN(TestAppDelegate)

@@ -1,53 +1,13 @@
 #include "app/cli.h"
+#include "helper_runiconfoundry.h"
 
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-
-namespace {
-
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-// Runs the built executable; environment entries "NAME=value" are added, "NAME=" removes NAME.
-Run runIconFoundry(const QStringList& arguments, const QStringList& environment = {})
-{
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove(QStringLiteral("ICONFOUNDRY_RESOURCE_DIR"));
-    env.remove(QStringLiteral("ICONFOUNDRY_LOG_CONSOLE"));
-    for (const QString& entry : environment) {
-        const QString name = entry.section(QLatin1Char('='), 0, 0);
-        const QString value = entry.section(QLatin1Char('='), 1);
-        if (value.isEmpty())
-            env.remove(name);
-        else
-            env.insert(name, value);
-    }
-    process.setProcessEnvironment(env);
-    process.start(
-        QDir(qEnvironmentVariable("ICONFOUNDRY_BINARY_DIR")).filePath(QStringLiteral("iconfoundry")),
-        arguments);
-    Run run;
-    if (!process.waitForFinished(60000))
-        return run;
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-    run.out = QString::fromUtf8(process.readAllStandardOutput());
-    run.err = QString::fromUtf8(process.readAllStandardError());
-    return run;
-}
-
-} // namespace
 
 class TestCli : public QObject
 {
@@ -57,7 +17,6 @@ private slots:
     void recognisesCommands_data();
     void recognisesCommands();
     void listsTheCatalogue();
-    void listsTheCatalogueAsJson();
     void reportsProblems_data();
     void reportsProblems();
 };
@@ -92,42 +51,28 @@ void TestCli::recognisesCommands()
 
 void TestCli::listsTheCatalogue()
 {
-    const Run run = runIconFoundry({QStringLiteral("list")});
+    Run run = runIconFoundry({QStringLiteral("list")});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.err, QString());
     const QStringList lines = run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     // 10 category headings and 68 sizes.
     QCOMPARE(lines.size(), 78);
     QCOMPARE(lines.first(), QStringLiteral("iPhone (101, iphone)"));
-    const QRegularExpression pad(
-        QStringLiteral("^  AppIcon-83\\.5@2x\\.png +83\\.5 pt +@2x +167x167 px +ipad$"));
-    QVERIFY(!lines.filter(pad).isEmpty());
-    const QRegularExpression single(
-        QStringLiteral("^  AppIcon-Single-1024\\.png +1024 pt +single +1024x1024 px +"
-                       "universal ios$"));
-    QVERIFY(!lines.filter(single).isEmpty());
-    const QRegularExpression messages(
-        QStringLiteral("^  Messages-60x45@3x\\.png +60x45 pt +@3x +180x135 px"));
-    QVERIFY(!lines.filter(messages).isEmpty());
-}
+    for (const char* size : {"^  AppIcon-83\\.5@2x\\.png +83\\.5 pt +@2x +167x167 px +ipad$",
+                             "^  AppIcon-Single-1024\\.png +1024 pt +single +1024x1024 px +universal ios$",
+                             "^  Messages-60x45@3x\\.png +60x45 pt +@3x +180x135 px"})
+        QVERIFY2(!lines.filter(QRegularExpression(QLatin1String(size))).isEmpty(), size);
 
-void TestCli::listsTheCatalogueAsJson()
-{
-    const Run run = runIconFoundry({QStringLiteral("list"), QStringLiteral("--json")});
+    run = runIconFoundry({QStringLiteral("list"), QStringLiteral("--json")});
     QCOMPARE(run.exitCode, 0);
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(run.out.toUtf8(), &error);
-    QCOMPARE(error.error, QJsonParseError::NoError);
-    const QJsonArray categories = document.object().value("categories").toArray();
-    QCOMPARE(categories.size(), 10);
-
     QMap<qint64, int> counts;
     QJsonObject pad835;
-    for (const QJsonValue& category : categories) {
+    const QJsonDocument document = QJsonDocument::fromJson(run.out.toUtf8());
+    for (const QJsonValue& category : document.object().value("categories").toArray()) {
         const QJsonArray sizes = category.toObject().value("sizes").toArray();
         counts[category.toObject().value("id").toInteger()] = int(sizes.size());
         for (const QJsonValue& size : sizes) {
-            if (size.toObject().value("filename").toString() == QLatin1String("AppIcon-83.5@2x.png"))
+            if (size.toObject().value("filename") == QJsonValue("AppIcon-83.5@2x.png"))
                 pad835 = size.toObject();
         }
     }
@@ -144,37 +89,46 @@ void TestCli::listsTheCatalogueAsJson()
 void TestCli::reportsProblems_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("resources"); // "": the build's own, "empty", "broken sizes"
-    QTest::addColumn<bool>("console");
+    // "empty": no resources; "broken sizes": a truncated sizes list; with "console" the log goes
+    // to standard error.
+    QTest::addColumn<QString>("resources");
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("stdoutPattern");
     QTest::addColumn<QString>("stderrPattern");
 
-    QTest::newRow("version") << QStringList{"--version"} << "" << false << 0
-                             << "^iconfoundry \\d+\\.\\d+\\.\\d+ \\(build \\d+\\)\\n$"
-                             << "^$";
-    QTest::newRow("help") << QStringList{"--help"} << "" << false << 0 << "iconfoundry list \\[--json\\]"
-                          << "^$";
-    QTest::newRow("short help") << QStringList{"-h"} << "" << false << 0 << "iconfoundry --version"
-                                << "^$";
-    QTest::newRow("unknown option") << QStringList{"list", "--xml"} << "" << false << 2 << "^$"
+    const QString nothing = QStringLiteral("^$");
+    const QString own; // the build's own resources
+    QTest::newRow("version") << QStringList{"--version"} << own << 0
+                             << "^iconfoundry \\d+\\.\\d+\\.\\d+ \\(build \\d+\\)\\n$" << nothing;
+    QTest::newRow("help")
+        << QStringList{"--help"} << own << 0
+        << "iconfoundry list \\[--json\\][\\s\\S]*iconfoundry generate[\\s\\S]*\\nExit codes:\\n"
+        << nothing;
+    QTest::newRow("short help") << QStringList{"-h"} << own << 0 << "iconfoundry --version" << nothing;
+    QTest::newRow("generate help documents exit codes")
+        << QStringList{"generate", "--help"} << own << 0
+        << "\\nExit codes:\\n  0  success\\n  1  the icon catalogue[^\\n]*\\n  2  bad options[^\\n]*\\n"
+           "  3  the source image[^\\n]*\\n  4  unknown category\\n  5  the folder does not exist\\n"
+           "  6  the folder is a file[^\\n]*\\n  7  the folder's Contents\\.json is broken[^\\n]*\\n"
+           "  8  files or Contents\\.json slots[^\\n]*\\n  9  writing a file failed\\n"
+        << nothing;
+    QTest::newRow("unknown option") << QStringList{"list", "--xml"} << own << 2 << nothing
                                     << "unknown option '--xml'";
-    QTest::newRow("no catalogue") << QStringList{"list"} << "empty" << false << 1 << "^$"
+    QTest::newRow("no catalogue") << QStringList{"list"} << "empty" << 1 << nothing
                                   << "catalogue could not be read";
-    QTest::newRow("no catalogue, logged") << QStringList{"list", "--json"} << "empty" << true << 1 << "^$"
+    QTest::newRow("no catalogue, logged") << QStringList{"list", "--json"} << "empty console" << 1 << nothing
                                           << "ERROR: File not found in bundle: ImageCategories\\.plist\\n";
     QTest::newRow("broken sizes, logged")
-        << QStringList{"list"} << "broken sizes" << true << 1 << "^$"
+        << QStringList{"list"} << "broken sizes console" << 1 << nothing
         << "Error reading data from file '[^']*ImageSizes\\.plist', error = '[^']+'";
-    QTest::newRow("nothing logged by default") << QStringList{"list"} << "broken sizes" << false << 1 << "^$"
-                                               << "^iconfoundry list: [^\\n]*\\n$";
+    QTest::newRow("nothing logged by default")
+        << QStringList{"list"} << "broken sizes" << 1 << nothing << "^iconfoundry list: [^\\n]*\\n$";
 }
 
 void TestCli::reportsProblems()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, resources);
-    QFETCH(bool, console);
     QFETCH(int, exitCode);
     QFETCH(QString, stdoutPattern);
     QFETCH(QString, stderrPattern);
@@ -182,19 +136,15 @@ void TestCli::reportsProblems()
     QTemporaryDir folder;
     QVERIFY(folder.isValid());
     QStringList environment;
-    if (!resources.isEmpty()) {
+    if (!resources.isEmpty())
         environment.append(QStringLiteral("ICONFOUNDRY_RESOURCE_DIR=") + folder.path());
-        if (resources == QLatin1String("broken sizes")) {
-            const QString shipped = QDir(qEnvironmentVariable("ICONFOUNDRY_BINARY_DIR"))
-                                        .filePath("resources/ImageCategories.plist");
-            QVERIFY(QFile::copy(shipped, folder.filePath("ImageCategories.plist")));
-            QFile sizes(folder.filePath("ImageSizes.plist"));
-            QVERIFY(sizes.open(QIODevice::WriteOnly));
-            sizes.write("<plist><array><dict><key>size</key>");
-        }
-    }
-    if (console)
+    if (resources.contains(QLatin1String("console")))
         environment.append(QStringLiteral("ICONFOUNDRY_LOG_CONSOLE=1"));
+    if (resources.startsWith(QLatin1String("broken sizes"))) {
+        QVERIFY(QFile::copy(QFileInfo(iconFoundryBinary()).dir().filePath("resources/ImageCategories.plist"),
+                            folder.filePath("ImageCategories.plist")));
+        QVERIFY(QFile::copy(testData("sizes-truncated.plist"), folder.filePath("ImageSizes.plist")));
+    }
 
     const Run run = runIconFoundry(arguments, environment);
     QCOMPARE(run.exitCode, exitCode);

@@ -4,70 +4,46 @@
 #include "logging/logger.h"
 #include "logging/logmessage.h"
 
-#include <QString>
 #include <QStringList>
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
-// Collects every logged message (text and flag) so a test can wait for a line with QTRY_.
-// Registered with Log for the life of the object.
-class CapturingLogger : public Logger
+// Registers a logger with Log for the life of the object that keeps every message (text and
+// flag), so a test can wait for a line with QTRY_. Thread-safe: loggers run on the logging queues.
+class ScopedCapturingLogger
 {
 public:
-    void logMessage(const LogMessage& message) override
+    ScopedCapturingLogger() { Log::addLogger(capture_); }
+    ~ScopedCapturingLogger()
     {
-        std::lock_guard lock(mutex_);
-        lines_.append(QString::fromStdString(message.message()));
-        flags_.append(message.flag());
-    }
-
-    QStringList lines() const
-    {
-        std::lock_guard lock(mutex_);
-        return lines_;
+        Log::removeLogger(capture_);
+        Log::flushLog();
     }
 
     // The lines logged with flag that contain every one of parts.
     QStringList linesWith(unsigned flag, const QStringList& parts) const
     {
-        std::lock_guard lock(mutex_);
+        std::lock_guard lock(capture_->mutex);
         QStringList found;
-        for (qsizetype i = 0; i < lines_.size(); ++i) {
-            if (flags_.at(i) != flag)
-                continue;
-            bool all = true;
-            for (const QString& part : parts)
-                all = all && lines_.at(i).contains(part);
-            if (all)
-                found.append(lines_.at(i));
+        for (const auto& [lineFlag, line] : capture_->lines) {
+            if (lineFlag == flag && std::all_of(parts.begin(), parts.end(),
+                                                [&](const QString& part) { return line.contains(part); }))
+                found.append(line);
         }
         return found;
     }
 
-    void clear()
-    {
-        std::lock_guard lock(mutex_);
-        lines_.clear();
-        flags_.clear();
-    }
-
 private:
-    mutable std::mutex mutex_;
-    QStringList lines_;
-    QList<unsigned> flags_;
-};
-
-class ScopedCapturingLogger
-{
-public:
-    ScopedCapturingLogger() : logger_(std::make_shared<CapturingLogger>()) { Log::addLogger(logger_); }
-    ~ScopedCapturingLogger()
+    struct Capture : Logger
     {
-        Log::removeLogger(logger_);
-        Log::flushLog();
-    }
-    CapturingLogger* operator->() const { return logger_.get(); }
-
-private:
-    std::shared_ptr<CapturingLogger> logger_;
+        std::mutex mutex;
+        QList<std::pair<unsigned, QString>> lines;
+        void logMessage(const LogMessage& message) override
+        {
+            std::lock_guard lock(mutex);
+            lines.append({message.flag(), QString::fromStdString(message.message())});
+        }
+    };
+    std::shared_ptr<Capture> capture_ = std::make_shared<Capture>();
 };

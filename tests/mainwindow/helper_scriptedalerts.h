@@ -1,15 +1,20 @@
 #pragma once
 
+#include "iconset/image.h"
 #include "platform/alerts.h"
 #include "platform/panels.h"
 
-#include <QList>
-#include <QUrl>
+#include <QDir>
+#include <QFileInfo>
+#include <QImage>
 #include <memory>
+
+// Scripted user input for driving the window headless: alerts, the open panel, and the image
+// files a user would pick.
 
 // An alert presenter that answers from a script and records every alert it was shown. When the
 // script runs out it answers with the last button (the refusal), so an unexpected question can
-// never let an image through by accident; the test sees it in alerts().
+// never let an image through by accident; the test sees it in alerts.
 class ScriptedAlertPresenter : public AlertPresenter
 {
 public:
@@ -23,30 +28,6 @@ public:
             return answers.takeFirst();
         return Alert::FirstButtonReturn + int(qMax<qsizetype>(alert.buttonTitles.size(), 1) - 1);
     }
-
-    QStringList messageTexts() const
-    {
-        QStringList texts;
-        for (const Alert& alert : alerts)
-            texts.append(alert.messageText);
-        return texts;
-    }
-};
-
-// Installs a scripted alert presenter for the life of the object.
-class ScopedAlertPresenter
-{
-public:
-    ScopedAlertPresenter() : presenter_(new ScriptedAlertPresenter)
-    {
-        AlertPresenter::install(std::unique_ptr<AlertPresenter>(presenter_));
-    }
-    ~ScopedAlertPresenter() { AlertPresenter::install(nullptr); }
-    ScriptedAlertPresenter* operator->() const { return presenter_; }
-    ScriptedAlertPresenter& operator*() const { return *presenter_; }
-
-private:
-    ScriptedAlertPresenter* presenter_; // owned by the installed slot
 };
 
 // An open panel that completes at once with a scripted response and URLs, recording the
@@ -65,16 +46,39 @@ public:
     }
 };
 
-class ScopedPanelPresenter
+// Installs a scripted presenter into its seam for the life of the object.
+template <typename Scripted, typename Seam> class ScopedPresenter
 {
 public:
-    ScopedPanelPresenter() : presenter_(new ScriptedPanelPresenter)
-    {
-        PanelPresenter::install(std::unique_ptr<PanelPresenter>(presenter_));
-    }
-    ~ScopedPanelPresenter() { PanelPresenter::install(nullptr); }
-    ScriptedPanelPresenter* operator->() const { return presenter_; }
+    ScopedPresenter() : presenter_(new Scripted) { Seam::install(std::unique_ptr<Seam>(presenter_)); }
+    ~ScopedPresenter() { Seam::install(nullptr); }
+    Scripted* operator->() const { return presenter_; }
 
 private:
-    ScriptedPanelPresenter* presenter_;
+    Scripted* presenter_; // owned by the seam
 };
+
+using ScopedAlertPresenter = ScopedPresenter<ScriptedAlertPresenter, AlertPresenter>;
+using ScopedPanelPresenter = ScopedPresenter<ScriptedPanelPresenter, PanelPresenter>;
+
+// Writes a one-colour PNG at 72 dpi, so its point size equals its pixel size. Returns path, or
+// an empty string when it could not be written.
+inline QString writeImage(const QString& path, int width, int height, QColor color = Qt::red)
+{
+    QImage image(width, height, QImage::Format_ARGB32);
+    image.fill(color);
+    image.setDotsPerMeterX(2835);
+    image.setDotsPerMeterY(2835);
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    return image.save(path, "PNG") ? path : QString();
+}
+
+inline QColor colorOf(const ImagePtr& image)
+{
+    return image ? image->bitmap().pixelColor(0, 0) : QColor();
+}
+
+inline QString testData(const QString& name)
+{
+    return QDir(qEnvironmentVariable("ICONFOUNDRY_TEST_DATA")).filePath(name);
+}
