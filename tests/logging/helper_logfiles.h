@@ -197,8 +197,3 @@ inline QStringList toQt(const std::vector<std::string>& list)
         out << QString::fromStdString(s);
     return out;
 }
-
-inline LogFileSystem::Clock::time_point utcSeconds(long long seconds)
-{
-    return LogFileSystem::Clock::time_point(std::chrono::seconds(seconds));
-}

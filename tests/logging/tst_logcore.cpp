@@ -20,18 +20,6 @@ void post(bool asynchronous, unsigned flag, const char* text)
     Log::log(asynchronous, kProgramLogLevel, flag, 0, __FILE__, "post", __LINE__, nullptr, "%s", text);
 }
 
-// A file for a console logger to write to, read back from its start.
-struct Output
-{
-    Output() { file.open(); }
-    QByteArray text()
-    {
-        QFile written(file.fileName());
-        return written.open(QIODevice::ReadOnly) ? written.readAll() : QByteArray();
-    }
-    QTemporaryFile file;
-};
-
 // Prefixes each message; drops those that contain dropWhenContains, if given.
 class PrefixFormatter : public LogFormatter
 {
@@ -60,11 +48,6 @@ std::string ownThreadID()
     return std::to_string(static_cast<long long>(gettid()));
 }
 
-template <typename T> std::string nameInsideTemplate(T)
-{
-    return Log::functionName(__PRETTY_FUNCTION__);
-}
-
 constexpr char kExitChildVariable[] = "ICONFOUNDRY_LOGCORE_EXIT_CHILD";
 
 } // namespace
@@ -90,7 +73,6 @@ private slots:
         QTest::newRow("error level gets errors only") << Level(1) << QList<unsigned>{1};
         QTest::newRow("verbose level: no foreign flags") << Level(31) << QList<unsigned>{1, 2, 4, 8, 16};
         QTest::newRow("off") << Level(0) << QList<unsigned>{};
-        QTest::newRow("info alone, not a level") << Level(4) << QList<unsigned>{4};
         QTest::newRow("top bit") << Level(1u << 31) << QList<unsigned>{1u << 31};
         QTest::newRow("added without level gets every flag")
             << Level() << QList<unsigned>{1, 2, 4, 8, 16, 32, 1u << 31};
@@ -133,7 +115,6 @@ private slots:
         QCOMPARE((QList<unsigned>{m[0].flag(), m[1].flag(), m[2].flag()}), (QList<unsigned>{4, 1, 16}));
         QCOMPARE(m[2].queueLabel(), std::string("test.labelled"));
         QVERIFY(m[2].threadID() != ownThreadID());
-        QCOMPARE(nameInsideTemplate(2.5), std::string("{anonymous}::nameInsideTemplate"));
         QCOMPARE(Log::functionName(nullptr), std::string());
     }
 
@@ -282,8 +263,9 @@ private slots:
 
     void formattersActPerLoggerInMessageOrder()
     {
-        Output output;
-        auto console = std::make_shared<ConsoleLogger>(output.file.handle());
+        QTemporaryFile output;
+        QVERIFY(output.open());
+        auto console = std::make_shared<ConsoleLogger>(output.handle());
         auto one = std::make_shared<PrefixFormatter>("1: ", "secret");
         auto two = std::make_shared<PrefixFormatter>("2: ");
         console->setLogFormatter(one);
@@ -298,7 +280,8 @@ private slots:
         post(true, LogFlagInfo, "three");
         Log::flushLog();
 
-        QCOMPARE(output.text(), QByteArray("1: public one\n1: public two\n2: three\n"));
+        QVERIFY(output.seek(0));
+        QCOMPARE(output.readAll(), QByteArray("1: public one\n1: public two\n2: three\n"));
         QCOMPARE(plain->texts(), (QStringList{"public one", "a secret", "public two", "three"}));
         QCOMPARE((QList<int>{one->added, one->removed, two->added, two->removed}), (QList<int>{1, 1, 1, 0}));
     }
@@ -313,8 +296,8 @@ private slots:
              {"/src/app/My.File.m -> My.File", "/src/v1.2/README -> README",
               "logs/archive.tar.gz -> archive.tar", "imageprocessor.cpp -> imageprocessor",
               "/home/u/.profile -> ", "/tmp/name. -> name", "/tmp/folder/ -> ", " -> ", "/ -> "})
-            QTest::newRow(row) << true << QString(row).section(" -> ", 0, 0)
-                               << QString(row).section(" -> ", 1);
+            QTest::addRow("file %s", row)
+                << true << QString(row).section(" -> ", 0, 0) << QString(row).section(" -> ", 1);
         for (const char* row : {"bool ImageProcessor::loadData(const QString&) -> ImageProcessor::loadData",
                                 "std::map<int, std::__cxx11::basic_string<char> > ns::X::f(int) -> ns::X::f",
                                 "std::vector<T> ns::X::g(T) [with T = double] -> ns::X::g",
@@ -325,8 +308,8 @@ private slots:
                                 "ns::X::operator bool() const -> ns::X::operator bool",
                                 "ns::X::f(int)::<lambda()>::<lambda(int)> -> ns::X::f",
                                 "void run(void (*)(int), int) -> run", "garbage -> garbage", " -> "})
-            QTest::newRow(row) << false << QString(row).section(" -> ", 0, 0)
-                               << QString(row).section(" -> ", 1);
+            QTest::addRow("function %s", row)
+                << false << QString(row).section(" -> ", 0, 0) << QString(row).section(" -> ", 1);
     }
 
     void derivedNames()
@@ -385,8 +368,6 @@ private slots:
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QByteArray>("stamp");
 
-        QTest::newRow("ordinary") << qint64(1614834367089) << QByteArray("hello world")
-                                  << QByteArray("2021-03-04 05:06:07:089");
         QTest::newRow("epoch, empty") << qint64(0) << QByteArray() << QByteArray("1970-01-01 00:00:00:000");
         QTest::newRow("last millisecond of a year, percent signs")
             << qint64(4102444799999) << QByteArray("%s %n 100%") << QByteArray("2099-12-31 23:59:59:999");
@@ -400,15 +381,17 @@ private slots:
 
         qputenv("TZ", "UTC"); // console lines are in local time
         tzset();
-        Output output;
-        Log::addLogger(std::make_shared<ConsoleLogger>(output.file.handle()));
+        QTemporaryFile output;
+        QVERIFY(output.open());
+        Log::addLogger(std::make_shared<ConsoleLogger>(output.handle()));
         // Made here, written on the logger's thread: the line names the thread that made it.
         Log::log(true, LogMessage(text.toStdString(), 31, LogFlagInfo, 0, __FILE__, "f", 1, nullptr, 0,
                                   LogMessage::Clock::time_point(std::chrono::milliseconds(msecsSinceEpoch))));
         Log::flushLog();
-        QCOMPARE(output.text(), stamp + " logging_tst_logcore[" + QByteArray::number(::getpid()) + ":" +
-                                    QByteArray::fromStdString(ownThreadID().substr(0, 8)) + "] " + text +
-                                    "\n");
+        QVERIFY(output.seek(0));
+        QCOMPARE(output.readAll(), stamp + " logging_tst_logcore[" + QByteArray::number(::getpid()) + ":" +
+                                       QByteArray::fromStdString(ownThreadID().substr(0, 8)) + "] " + text +
+                                       "\n");
     }
 
     void systemLoggerPriorities_data()
