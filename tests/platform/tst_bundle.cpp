@@ -1,7 +1,6 @@
 #include "platform/bundle.h"
 #include "platform/texts.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
@@ -13,124 +12,72 @@ class TestBundle : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup();
-    void resourceDirectoryPrecedence_data();
-    void resourceDirectoryPrecedence();
-    void pathForResource_data();
-    void pathForResource();
-    void identity();
-    void textsFallBackToTheKey();
-};
-
-void TestBundle::cleanup()
-{
-    Bundle::setResourceDirectory({});
-    qunsetenv("ICONFOUNDRY_RESOURCE_DIR");
-}
-
-void TestBundle::resourceDirectoryPrecedence_data()
-{
-    QTest::addColumn<QString>("override");
-    QTest::addColumn<QString>("environment");
-    QTest::addColumn<QString>("expected"); // "build": <executable's folder>/resources
-
-    QTest::newRow("neither: beside the executable") << ""
-                                                    << ""
-                                                    << "build";
-    QTest::newRow("environment") << ""
-                                 << "/tmp/from-env"
-                                 << "/tmp/from-env";
-    QTest::newRow("override beats environment") << "/tmp/override"
-                                                << "/tmp/from-env"
-                                                << "/tmp/override";
-    QTest::newRow("override alone") << "/tmp/override"
-                                    << ""
-                                    << "/tmp/override";
-}
-
-void TestBundle::resourceDirectoryPrecedence()
-{
-    QFETCH(QString, override);
-    QFETCH(QString, environment);
-    QFETCH(QString, expected);
-    Bundle::setResourceDirectory(override);
-    if (!environment.isEmpty())
-        qputenv("ICONFOUNDRY_RESOURCE_DIR", environment.toUtf8());
-    if (expected == QLatin1String("build"))
-        expected = QDir(qEnvironmentVariable("ICONFOUNDRY_BINARY_DIR")).filePath("resources");
-    QCOMPARE(QDir::cleanPath(Bundle::resourceDirectory()), QDir::cleanPath(expected));
-}
-
-void TestBundle::pathForResource_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("expected"); // relative to the folder; "" = not found
-
-    QTest::newRow("name and type") << "Catalogue"
-                                   << "plist"
-                                   << "Catalogue.plist";
-    QTest::newRow("type empty") << "README"
-                                << ""
-                                << "README";
-    QTest::newRow("missing") << "Missing"
-                             << "plist"
-                             << "";
-    QTest::newRow("other type") << "Catalogue"
-                                << "json"
-                                << "";
-    QTest::newRow("folder of that name") << "Folder"
-                                         << "plist"
-                                         << "";
-    QTest::newRow("empty name") << ""
-                                << "plist"
-                                << "";
-    QTest::newRow("case matters") << "catalogue"
-                                  << "plist"
-                                  << "";
-    QTest::newRow("in a subfolder") << "translations/x"
-                                    << "qm"
-                                    << "translations/x.qm";
-}
-
-void TestBundle::pathForResource()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, type);
-    QFETCH(QString, expected);
-    QTemporaryDir folder;
-    QVERIFY(folder.isValid());
-    for (const char* file : {"Catalogue.plist", "README", "translations/x.qm"}) {
-        QDir(folder.path()).mkpath(QFileInfo(folder.filePath(file)).path());
-        QFile f(folder.filePath(file));
-        QVERIFY(f.open(QIODevice::WriteOnly));
+    void cleanup()
+    {
+        Bundle::setResourceDirectory({});
+        qunsetenv("ICONFOUNDRY_RESOURCE_DIR");
     }
-    QVERIFY(QDir(folder.path()).mkdir("Folder.plist"));
-    Bundle::setResourceDirectory(folder.path());
 
-    const QString path = Bundle::pathForResource(name, type);
-    QCOMPARE(path, expected.isEmpty() ? QString() : folder.filePath(expected));
-    if (!path.isEmpty())
-        QVERIFY(QFileInfo(path).isAbsolute());
-}
+    void resourceDirectoryPrecedence_data()
+    {
+        QTest::addColumn<QStringList>("setting"); // the override, the environment, the folder expected
+        const QString build = QDir(qEnvironmentVariable("ICONFOUNDRY_BINARY_DIR")).filePath("resources");
+        QTest::newRow("neither: beside the executable") << QStringList{"", "", build};
+        QTest::newRow("environment") << QStringList{"", "/tmp/from-env", "/tmp/from-env"};
+        QTest::newRow("override beats environment")
+            << QStringList{"/tmp/override", "/tmp/from-env", "/tmp/override"};
+        QTest::newRow("override alone") << QStringList{"/tmp/override", "", "/tmp/override"};
+    }
 
-void TestBundle::identity()
-{
-    QCOMPARE(Bundle::bundleIdentifier(), QStringLiteral("co.velmora.IconFoundry"));
-    QVERIFY(
-        QRegularExpression(QStringLiteral("^\\d+\\.\\d+\\.\\d+$")).match(Bundle::shortVersion()).hasMatch());
-    QVERIFY(!Bundle::buildNumber().isEmpty());
-    QCOMPARE(QDir::cleanPath(Bundle::executableDirectory()),
-             QDir::cleanPath(qEnvironmentVariable("ICONFOUNDRY_BINARY_DIR")));
-}
+    void resourceDirectoryPrecedence()
+    {
+        QFETCH(QStringList, setting);
+        Bundle::setResourceDirectory(setting[0]);
+        if (!setting[1].isEmpty())
+            qputenv("ICONFOUNDRY_RESOURCE_DIR", setting[1].toUtf8());
+        QCOMPARE(QDir::cleanPath(Bundle::resourceDirectory()), QDir::cleanPath(setting[2]));
+    }
 
-void TestBundle::textsFallBackToTheKey()
-{
-    QVERIFY(Texts::installTranslations() >= 1);
-    QCOMPARE(Texts::installTranslations(), 0); // once per application object
-    QCOMPARE(Texts::text("No.Such.Key.MessageText"), QStringLiteral("No.Such.Key.MessageText"));
-    QCOMPARE(Texts::text("ImageSize.Idiom.Description.ipad"), QStringLiteral("iPad"));
-}
+    void pathForResource_data()
+    {
+        QTest::addColumn<QStringList>("lookUp"); // name, type, then the path found in the folder or ""
+        QTest::newRow("name and type") << QStringList{"Catalogue", "plist", "Catalogue.plist"};
+        QTest::newRow("type empty") << QStringList{"README", "", "README"};
+        QTest::newRow("missing") << QStringList{"Missing", "plist", ""};
+        QTest::newRow("other type") << QStringList{"Catalogue", "json", ""};
+        QTest::newRow("folder of that name") << QStringList{"Folder", "plist", ""};
+        QTest::newRow("empty name") << QStringList{"", "plist", ""};
+        QTest::newRow("case matters") << QStringList{"catalogue", "plist", ""};
+        QTest::newRow("in a subfolder") << QStringList{"translations/x", "qm", "translations/x.qm"};
+    }
+
+    void pathForResource()
+    {
+        QFETCH(QStringList, lookUp);
+        QTemporaryDir folder;
+        QVERIFY(QDir(folder.path()).mkpath("translations") && QDir(folder.path()).mkdir("Folder.plist"));
+        for (const char* file : {"Catalogue.plist", "README", "translations/x.qm"})
+            QVERIFY(QFile(folder.filePath(file)).open(QIODevice::WriteOnly));
+        Bundle::setResourceDirectory(folder.path());
+
+        const QString path = Bundle::pathForResource(lookUp[0], lookUp[1]);
+        QCOMPARE(path, lookUp[2].isEmpty() ? QString() : folder.filePath(lookUp[2]));
+        QVERIFY(path.isEmpty() || QFileInfo(path).isAbsolute());
+    }
+
+    void versionIsDotted()
+    {
+        QVERIFY(QRegularExpression("^\\d+\\.\\d+\\.\\d+$").match(Bundle::shortVersion()).hasMatch());
+    }
+
+    void textsFallBackToTheKey()
+    {
+        QVERIFY(Texts::installTranslations() >= 1);
+        QCOMPARE(Texts::installTranslations(), 0); // once per application object
+        QCOMPARE(Texts::text("No.Such.Key.MessageText"), QStringLiteral("No.Such.Key.MessageText"));
+        QCOMPARE(Texts::text("ImageSize.Idiom.Description.ipad"), QStringLiteral("iPad"));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestBundle)
 #include "tst_bundle.moc"
