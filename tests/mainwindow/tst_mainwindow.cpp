@@ -122,18 +122,22 @@ void TestMainWindow::checksShapeAndSize_data()
     QTest::addColumn<int>("height");
     QTest::addColumn<QStringList>("questions");
     QTest::addColumn<bool>("accepted"); // every question answered "Use Anyway", else the last one cancelled
+    QTest::addColumn<bool>("vector");
 
     const QStringList none, small{kTooSmall}, shape{kNotSquare}, both{kNotSquare, kTooSmall};
-    QTest::newRow("1024 square: silent") << 1024 << 1024 << none << true;
-    QTest::newRow("1023 square: too small only") << 1023 << 1023 << small << true;
-    QTest::newRow("1023 square, cancelled") << 1023 << 1023 << small << false;
-    QTest::newRow("1024 x 768 landscape 4:3: silent") << 1024 << 768 << none << true;
-    QTest::newRow("800 x 600 is 4:3 but too small") << 800 << 600 << small << true;
-    QTest::newRow("768 x 1024 portrait: both questions") << 768 << 1024 << both << true;
-    QTest::newRow("768 x 1024, cancel the shape question") << 768 << 1024 << shape << false;
-    QTest::newRow("768 x 1024, cancel the size question") << 768 << 1024 << both << false;
-    QTest::newRow("1600 x 900: not square only") << 1600 << 900 << shape << true;
-    QTest::newRow("1024 x 767: both questions") << 1024 << 767 << both << true;
+    QTest::newRow("1024 square: silent") << 1024 << 1024 << none << true << false;
+    QTest::newRow("1023 square: too small only") << 1023 << 1023 << small << true << false;
+    QTest::newRow("1023 square, cancelled") << 1023 << 1023 << small << false << false;
+    QTest::newRow("1024 x 768 landscape 4:3: silent") << 1024 << 768 << none << true << false;
+    QTest::newRow("800 x 600 is 4:3 but too small") << 800 << 600 << small << true << false;
+    QTest::newRow("768 x 1024 portrait: both questions") << 768 << 1024 << both << true << false;
+    QTest::newRow("768 x 1024, cancel the shape question") << 768 << 1024 << shape << false << false;
+    QTest::newRow("768 x 1024, cancel the size question") << 768 << 1024 << both << false << false;
+    QTest::newRow("1600 x 900: not square only") << 1600 << 900 << shape << true << false;
+    QTest::newRow("1024 x 767: both questions") << 1024 << 767 << both << true << false;
+    // A vector is drawn at every icon's own size, so only its shape is questioned.
+    QTest::newRow("SVG 24 x 24: silent") << 24 << 24 << none << true << true;
+    QTest::newRow("SVG 48 x 24: not square only") << 48 << 24 << shape << true << true;
 }
 
 void TestMainWindow::checksShapeAndSize()
@@ -142,6 +146,7 @@ void TestMainWindow::checksShapeAndSize()
     QFETCH(int, height);
     QFETCH(QStringList, questions);
     QFETCH(bool, accepted);
+    QFETCH(bool, vector);
 
     ScopedAlertPresenter alerts;
     const QUrl first = openGoodImage();
@@ -151,7 +156,14 @@ void TestMainWindow::checksShapeAndSize()
     alerts->answers = QList<int>(questions.size() - (accepted ? 0 : 1), Alert::FirstButtonReturn);
     QImage bitmap(width, height, QImage::Format_ARGB32);
     bitmap.fill(Qt::blue);
-    controller_->setSourceImage(Image::fromQImage(bitmap));
+    const QByteArray svg = QStringLiteral("<svg xmlns='http://www.w3.org/2000/svg' width='%1' height='%2'>"
+                                          "<rect width='%1' height='%2' fill='#0000ff'/></svg>")
+                               .arg(width)
+                               .arg(height)
+                               .toUtf8();
+    const ImagePtr image = vector ? Image::fromData(svg) : Image::fromQImage(bitmap);
+    QVERIFY(image && image->hasVector() == vector);
+    controller_->setSourceImage(image);
 
     QStringList asked;
     for (const Alert& alert : std::as_const(alerts->alerts)) {
