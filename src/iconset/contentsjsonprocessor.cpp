@@ -3,6 +3,7 @@
 #include "iconset/imageprocessor.h"
 #include "iconset/xcodejson.h"
 #include "logging/log.h"
+#include "platform/atomicfile.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,7 +11,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
-#include <QSaveFile>
 
 namespace {
 
@@ -361,14 +361,12 @@ bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageCategory>& ca
         return false;
     }
 
-    QSaveFile file(jsonPath);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-        const QString description =
-            QStringLiteral("Could not write '%1': %2").arg(jsonPath, file.errorString());
-        file.cancelWriting();
+    // Synced before the rename: a project's Contents.json must never be left broken.
+    Error writeError;
+    if (!AtomicFile::write(jsonPath, text, &writeError, AtomicFile::Durability::PowerLoss)) {
         LOG_ERROR("ERROR saving JSON to path '%s' : %s", qUtf8Printable(jsonPath),
-                  qUtf8Printable(description));
-        setError(error, WriteFailed, description);
+                  qUtf8Printable(writeError.localizedDescription));
+        setError(error, WriteFailed, writeError.localizedDescription);
         return false;
     }
     return true;

@@ -15,23 +15,21 @@
 #include "iconset/imageprocessor.h"
 #include "iconset/pngwriter.h"
 #include "logging/log.h"
+#include "platform/atomicfile.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QRandomGenerator>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <condition_variable>
-#include <filesystem>
 #include <mutex>
 #include <new>
 #include <optional>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -86,56 +84,6 @@ struct WriteFailure
     int code = 0;
     QString description;
 };
-
-// Writes data to a new hidden file next to path, then renames it over path, so that readers
-// see either the old file or the whole new one, and a failure leaves no partial file behind.
-// (No fsync: this protects against failures of this process, not against power loss.)
-std::optional<WriteFailure> writeAtomically(const QString& path, const QByteArray& data)
-{
-    const QFileInfo info(path);
-    const QString folder = info.path();
-    const QString folderName = QFileInfo(folder).fileName().isEmpty() ? folder : QFileInfo(folder).fileName();
-    // One arg() call for all three, so that a "%1" inside a name is not substituted again.
-    const auto describe = [&](const QString& problem) {
-        return QStringLiteral(
-                   "The file \u201c%1\u201d couldn\u2019t be saved in the folder \u201c%2\u201d: %3.")
-            .arg(info.fileName(), folderName, problem);
-    };
-    QFile file;
-    for (int attempt = 0;; ++attempt) {
-        const QString temporary =
-            QStringLiteral("%1/.%2.%3.tmp")
-                .arg(folder, info.fileName())
-                .arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'));
-        file.setFileName(temporary);
-        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
-            break;
-        if (attempt >= 16 || !QFileInfo::exists(temporary))
-            return WriteFailure{int(file.error()), describe(file.errorString())};
-    }
-
-    const qint64 written = file.write(data);
-    const bool flushed = written == data.size() && file.flush();
-    const QString writeProblem = file.errorString();
-    file.close();
-    if (!flushed || file.error() != QFileDevice::NoError) {
-        QFile::remove(file.fileName());
-        return WriteFailure{int(QFileDevice::WriteError), describe(writeProblem)};
-    }
-
-    std::error_code ec;
-#ifdef Q_OS_WIN
-    std::filesystem::rename(file.fileName().toStdWString(), path.toStdWString(), ec);
-#else
-    std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
-                            QFile::encodeName(path).toStdString(), ec);
-#endif
-    if (ec) {
-        QFile::remove(file.fileName());
-        return WriteFailure{int(QFileDevice::RenameError), describe(QString::fromStdString(ec.message()))};
-    }
-    return std::nullopt;
-}
 
 // One distinct picture to make: `from` (the source or a crop of it) drawn at `target`.
 struct RenderJob
@@ -385,18 +333,17 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
         const Entry& entry = entries[size_t(i)];
         const RenderOutcome outcome = queue->take(entry.job, entry.lastUse);
         LOG_INFO("Saving image to path: %s", qUtf8Printable(entry.path));
-        std::optional<WriteFailure> failure;
-        QString domain = QStringLiteral("QFileDevice");
-        if (outcome.png.isEmpty()) {
-            failure = outcome.failure;
-            domain = Image::errorDomain();
-        } else {
-            failure = writeAtomically(entry.path, outcome.png);
-        }
-        if (failure) {
+        Error failure;
+        bool failed = outcome.png.isEmpty();
+        if (failed)
+            failure = Error{Image::errorDomain(), outcome.failure.code, outcome.failure.description};
+        else
+            failed = !AtomicFile::write(entry.path, outcome.png, &failure);
+        if (failed) {
             LOG_ERROR("Error saving image to path '%s' : %s", qUtf8Printable(entry.path),
-                      qUtf8Printable(failure->description));
-            Error::set(error, domain, failure->code, failure->description);
+                      qUtf8Printable(failure.localizedDescription));
+            if (error)
+                *error = failure; // a later failure replaces an earlier one
             result = false;
         }
         if (progress)

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/error.h"
+
+#include <QByteArray>
+#include <QString>
+
+// Writes whole files so that a reader sees either the old file or the complete new one: the data
+// goes to a hidden temporary file in the same folder, which is then renamed over the target. A
+// failure removes the temporary file, so nothing partial is ever left behind. Safe to call from
+// several threads at once for different paths.
+class AtomicFile
+{
+public:
+    enum class Durability
+    {
+        // Survives a failure of this process (fast: for files that can be made again).
+        ProcessCrash,
+        // Also synced to disk before the rename, so that a power loss cannot leave a broken file.
+        PowerLoss,
+    };
+
+    static QString errorDomain() { return QStringLiteral("QFileDevice"); }
+
+    // On failure returns false and fills error (domain errorDomain(), a QFileDevice::FileError
+    // code, a sentence naming the file's path and the cause).
+    static bool write(const QString& path, const QByteArray& data, Error* error = nullptr,
+                      Durability durability = Durability::ProcessCrash);
+};
