@@ -41,37 +41,31 @@ template <typename Record> QList<Record> recordsFromRoot(const QVariant& root)
 
 } // namespace
 
+// A failed load leaves an empty list behind on purpose: the error was logged once and the
+// resource will not appear later in this run.
+template <typename Record> QList<Record> ImageProcessor::loadRecords(const QString& name)
+{
+    const auto root = loadData(name);
+    if (!root)
+        return {};
+    if (const auto problem = catalogueShapeProblem(*root, name)) {
+        LOG_ERROR("%s", qUtf8Printable(*problem));
+        return {};
+    }
+    return recordsFromRoot<Record>(*root);
+}
+
 const QList<ImageCategory>& ImageProcessor::allImageCategories()
 {
-    if (allImageCategories_)
-        return *allImageCategories_;
-    // A failed load leaves an empty list behind on purpose: the error was logged once and the
-    // resource will not appear later in this run.
-    const QString name = QStringLiteral("ImageCategories");
-    QList<ImageCategory> categories;
-    if (const auto root = loadData(name)) {
-        if (const auto problem = catalogueShapeProblem(*root, name))
-            LOG_ERROR("%s", qUtf8Printable(*problem));
-        else
-            categories = recordsFromRoot<ImageCategory>(*root);
-    }
-    allImageCategories_ = std::move(categories);
+    if (!allImageCategories_)
+        allImageCategories_ = loadRecords<ImageCategory>(QStringLiteral("ImageCategories"));
     return *allImageCategories_;
 }
 
 const QList<ImageSize>& ImageProcessor::allImageSizes()
 {
-    if (allImageSizes_)
-        return *allImageSizes_;
-    const QString name = QStringLiteral("ImageSizes");
-    QList<ImageSize> sizes;
-    if (const auto root = loadData(name)) {
-        if (const auto problem = catalogueShapeProblem(*root, name))
-            LOG_ERROR("%s", qUtf8Printable(*problem));
-        else
-            sizes = recordsFromRoot<ImageSize>(*root);
-    }
-    allImageSizes_ = std::move(sizes);
+    if (!allImageSizes_)
+        allImageSizes_ = loadRecords<ImageSize>(QStringLiteral("ImageSizes"));
     return *allImageSizes_;
 }
 

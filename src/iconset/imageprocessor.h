@@ -47,6 +47,9 @@ public:
                             const QString& path, Error* error = nullptr, const Progress& progress = {});
 
 private:
+    template <typename Record>
+    QList<Record> loadRecords(const QString& name);
+
     std::optional<QList<ImageCategory>> allImageCategories_;
     std::optional<QList<ImageSize>> allImageSizes_;
 };
