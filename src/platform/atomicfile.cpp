@@ -25,10 +25,11 @@ bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error
 
     QFile file;
     for (int attempt = 0;; ++attempt) {
-        const QString temporary =
-            QStringLiteral("%1/.%2.%3.tmp")
-                .arg(folder, info.fileName())
-                .arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'));
+        // One arg() call, so that a "%1" or "%2F" inside the folder's name is not substituted.
+        const QString temporary = QStringLiteral("%1/.%2.%3.tmp")
+                                      .arg(folder, info.fileName(),
+                                           QStringLiteral("%1").arg(QRandomGenerator::global()->generate64(),
+                                                                    16, 16, QLatin1Char('0')));
         file.setFileName(temporary);
         if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
             break;

@@ -75,7 +75,10 @@ void TestGenerate::intoXcodeIconSet()
 {
     QTemporaryDir project;
     QVERIFY(project.isValid());
-    const QString iconSet = project.filePath(QStringLiteral("MyApp/Assets.xcassets/AppIcon.appiconset"));
+    // Blanks, non-ASCII and a "%2F" a file manager may leave in a name: none of them may change
+    // where a file goes.
+    const QString iconSet =
+        project.filePath(QStringLiteral("My App %2F \u00fc/Assets.xcassets/AppIcon.appiconset"));
     QVERIFY(copyFolder(testData(QStringLiteral("AppIcon.appiconset")), iconSet));
     const QMap<QString, QByteArray> before = snapshot(project.path());
 
