@@ -25,6 +25,8 @@ enum class ReadOutcome
     Broken
 };
 
+// Messages fill all their places in one arg() call: a path may itself hold "%1" or "%2F", which a
+// second call would substitute.
 void setError(Error* error, ContentsJSONProcessor::ErrorCode code, const QString& text)
 {
     Error::set(error, ContentsJSONProcessor::errorDomain, code, text);
@@ -107,9 +109,9 @@ bool checkShape(const QString& filePath, const QJsonObject& root, Error* error)
     const QJsonArray array = images.toArray();
     for (qsizetype i = 0; i < array.size(); ++i) {
         if (!array.at(i).isObject()) {
-            setError(
-                error, ContentsJSONProcessor::ImageNotObject,
-                QStringLiteral("In '%1', entry %2 of \"images\" is not an object.").arg(filePath).arg(i + 1));
+            setError(error, ContentsJSONProcessor::ImageNotObject,
+                     QStringLiteral("In '%1', entry %2 of \"images\" is not an object.")
+                         .arg(filePath, QString::number(i + 1)));
             return false;
         }
         const QJsonObject entry = array.at(i).toObject();
@@ -118,8 +120,7 @@ bool checkShape(const QString& filePath, const QJsonObject& root, Error* error)
             if (!value.isUndefined() && !value.isString()) {
                 setError(error, ContentsJSONProcessor::ValueNotString,
                          QStringLiteral("In '%1', \"%2\" of entry %3 of \"images\" is not a text.")
-                             .arg(filePath, QLatin1String(key))
-                             .arg(i + 1));
+                             .arg(filePath, QLatin1String(key), QString::number(i + 1)));
                 return false;
             }
         }
@@ -140,11 +141,10 @@ ReadOutcome readContents(const QString& filePath, QJsonObject& root, Error* erro
         return ReadOutcome::Broken;
     }
     const auto tooLarge = [&](qint64 size) {
-        setError(error, ContentsJSONProcessor::FileTooLarge,
-                 QStringLiteral("'%1' is %2 bytes long; a Contents.json of more than %3 bytes is refused.")
-                     .arg(filePath)
-                     .arg(size)
-                     .arg(ContentsJSONProcessor::maxFileSize));
+        setError(
+            error, ContentsJSONProcessor::FileTooLarge,
+            QStringLiteral("'%1' is %2 bytes long; a Contents.json of more than %3 bytes is refused.")
+                .arg(filePath, QString::number(size), QString::number(ContentsJSONProcessor::maxFileSize)));
         return ReadOutcome::Broken;
     };
     // Refuse a huge file before reading it.
@@ -170,9 +170,9 @@ ReadOutcome readContents(const QString& filePath, QJsonObject& root, Error* erro
     // Qt's parser would quietly replace malformed bytes inside strings; rewriting such a file
     // would change text the user never touched.
     if (const qsizetype bad = firstInvalidUtf8(data); bad >= 0) {
-        setError(
-            error, ContentsJSONProcessor::FileNotUTF8,
-            QStringLiteral("'%1' is not UTF-8 text (malformed byte at offset %2).").arg(filePath).arg(bad));
+        setError(error, ContentsJSONProcessor::FileNotUTF8,
+                 QStringLiteral("'%1' is not UTF-8 text (malformed byte at offset %2).")
+                     .arg(filePath, QString::number(bad)));
         return ReadOutcome::Broken;
     }
     QJsonParseError parseError;
@@ -180,8 +180,7 @@ ReadOutcome readContents(const QString& filePath, QJsonObject& root, Error* erro
     if (parseError.error != QJsonParseError::NoError) {
         setError(error, ContentsJSONProcessor::FileNotJSON,
                  QStringLiteral("'%1' is not valid JSON: %2 at offset %3.")
-                     .arg(filePath, parseError.errorString())
-                     .arg(parseError.offset));
+                     .arg(filePath, parseError.errorString(), QString::number(parseError.offset)));
         return ReadOutcome::Broken;
     }
     if (!document.isObject()) {

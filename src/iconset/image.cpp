@@ -112,25 +112,21 @@ bool fail(Error* error, int code, const QString& description)
     return false;
 }
 
+// One arg() call per message: a file name may itself hold "%1" or "%2F".
 bool checkPixelSize(QSize size, const QString& name, Error* error)
 {
     if (size.width() <= 0 || size.height() <= 0)
         return fail(error, Image::ZeroSize,
                     QStringLiteral("%1 has no pixels (%2 \u00d7 %3).")
-                        .arg(subject(name))
-                        .arg(size.width())
-                        .arg(size.height()));
+                        .arg(subject(name), QString::number(size.width()), QString::number(size.height())));
     if (size.width() > Image::kMaxSide || size.height() > Image::kMaxSide ||
         qint64(size.width()) * size.height() > Image::kMaxPixels)
         return fail(error, Image::TooLarge,
                     QStringLiteral(
                         "%1 is too large to open (%2 \u00d7 %3 pixels). Images may have at most %4 pixels a "
                         "side and %5 million pixels in all.")
-                        .arg(subject(name))
-                        .arg(size.width())
-                        .arg(size.height())
-                        .arg(Image::kMaxSide)
-                        .arg(Image::kMaxPixels / 1000000));
+                        .arg(subject(name), QString::number(size.width()), QString::number(size.height()),
+                             QString::number(Image::kMaxSide), QString::number(Image::kMaxPixels / 1000000)));
     return true;
 }
 

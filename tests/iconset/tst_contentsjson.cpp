@@ -385,10 +385,11 @@ private slots:
     }
 
 private:
-    // A fresh folder holding a copy of `file` as Contents.json (none when empty); its path.
+    // A fresh folder holding a copy of `file` as Contents.json (none when empty); its path. The
+    // name holds "%1" and "%2F", which must reach every message and write unchanged.
     QString folderWith(const QString& file)
     {
-        dir_ = std::make_unique<QTemporaryDir>();
+        dir_ = std::make_unique<QTemporaryDir>(QDir::tempPath() + u"/icons %1 %2F-XXXXXX"_s);
         if (!file.isEmpty() && !QFile::copy(fixture(file), dir_->filePath(u"Contents.json"_s)))
             qFatal("cannot copy %s", qPrintable(file));
         return dir_->path();
