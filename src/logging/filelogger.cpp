@@ -215,16 +215,23 @@ bool FileLogger::writeToCurrentFile(int fd, const std::string& bytes)
             continue;
         if (written <= 0) {
             const int error = written == 0 ? ENOSPC : errno;
-            // Leave no half line behind: the next line starts where this one should have.
-            if (done > 0)
-                fileSystem_->truncate(fd, off_t(currentLogFileOffset_));
+            // Leave no half line behind: the next line starts where this one should have. The part
+            // sits at the end of the file; what lies before it may be another process's lines.
+            if (done > 0) {
+                const off_t end = fileSystem_->seekToEnd(fd);
+                if (end >= off_t(done))
+                    fileSystem_->truncate(fd, end - off_t(done));
+            }
             const std::string path = currentLogFileInfo_ ? currentLogFileInfo_->filePath() : std::string();
             reportWriteFailure("write(" + path + "): " + logging_detail::errorText(error));
             return false;
         }
         done += std::size_t(written);
     }
-    currentLogFileOffset_ += bytes.size();
+    // The file's end, not our own count: another process may append to the same file (a second
+    // instance goes on with the newest file too), and its lines count towards the size limit.
+    const off_t end = fileSystem_->seekToEnd(fd);
+    currentLogFileOffset_ = end < 0 ? currentLogFileOffset_ + bytes.size() : std::uint64_t(end);
     return true;
 }
 

@@ -168,8 +168,8 @@ std::optional<LogFileInfo::Clock::time_point> LogFileInfo::creationDate()
         const char* end = stored->data() + stored->size();
         const auto parsed = std::from_chars(stored->data(), end, nanoseconds);
         if (parsed.ec == std::errc() && parsed.ptr == end && !stored->empty()) {
-            creationDate_ = Clock::time_point(
-                std::chrono::duration_cast<Clock::duration>(std::chrono::nanoseconds(nanoseconds)));
+            creationDate_ =
+                logging_detail::timeSinceEpoch(nanoseconds / 1000000000, nanoseconds % 1000000000);
             return creationDate_;
         }
     }

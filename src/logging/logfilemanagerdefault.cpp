@@ -360,5 +360,5 @@ LogFileManagerDefault::parseLogFileDate(const std::string& text)
     utc.tm_mday = day;
     utc.tm_hour = hour;
     utc.tm_min = minute;
-    return Clock::from_time_t(::timegm(&utc));
+    return logging_detail::timeSinceEpoch(std::int64_t(::timegm(&utc)));
 }

@@ -1,5 +1,6 @@
 #include "logfilesystem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -12,9 +13,7 @@ namespace {
 
 LogFileSystem::Clock::time_point timePoint(std::int64_t seconds, std::int64_t nanoseconds)
 {
-    using namespace std::chrono;
-    return LogFileSystem::Clock::time_point(
-        duration_cast<LogFileSystem::Clock::duration>(std::chrono::seconds(seconds) + nanoseconds * 1ns));
+    return logging_detail::timeSinceEpoch(seconds, nanoseconds);
 }
 
 #if defined(__linux__)
@@ -51,6 +50,22 @@ void fill(const struct stat& st, LogFileStat* result)
 #endif
 
 } // namespace
+
+std::chrono::system_clock::time_point logging_detail::timeSinceEpoch(std::int64_t seconds,
+                                                                     std::int64_t nanoseconds)
+{
+    using namespace std::chrono;
+    constexpr std::int64_t limit = std::int64_t(1) << 62; // nanoseconds
+    constexpr std::int64_t limitSeconds = limit / 1000000000;
+    std::int64_t total;
+    if (seconds >= limitSeconds)
+        total = limit;
+    else if (seconds <= -limitSeconds)
+        total = -limit;
+    else
+        total = std::clamp(seconds * 1000000000 + nanoseconds % 1000000000, -limit, limit);
+    return system_clock::time_point(duration_cast<system_clock::duration>(std::chrono::nanoseconds(total)));
+}
 
 void logging_detail::reportToStandardError(const std::string& text)
 {

@@ -67,6 +67,10 @@ public:
 };
 
 namespace logging_detail {
+// The time seconds + nanoseconds after 1970, held within 2^62 ns (about 146 years) of 1970. Dates
+// from file names, attributes and file times are not ours to trust; held in this range, their
+// differences and sums with any real date or period never overflow the clock's 64-bit count.
+std::chrono::system_clock::time_point timeSinceEpoch(std::int64_t seconds, std::int64_t nanoseconds = 0);
 // Writes one line to standard error in a single write. The file logger's own failures go here and
 // never through the logging core, so they cannot recurse.
 void reportToStandardError(const std::string& text);

@@ -101,23 +101,29 @@ private slots:
     void fileNamesAndClashSuffixes_data()
     {
         QTest::addColumn<qlonglong>("utcSeconds");
-        QTest::addColumn<QString>("occupied"); // a folder in the way, if any
+        QTest::addColumn<QString>("occupied");    // a folder in the way, if any
+        QTest::addColumn<QStringList>("planted"); // log files made by hand, dated by their names only
         QTest::addColumn<QStringList>("expectedNewestFirst");
 
         const QString m = kAppQt + " 2024-03-05 14-07";
         QTest::newRow("three in one minute")
-            << kMarch5 << QString() << QStringList{m + " 3.log", m + " 2.log", m + ".log"};
-        QTest::newRow("name taken by a folder") << kMarch5 << m + ".log" << QStringList{m + " 2.log"};
-        QTest::newRow("last second of a year")
-            << qlonglong(1704067199) << QString() << QStringList{kAppQt + " 2023-12-31 23-59.log"};
-        QTest::newRow("leap day midnight")
-            << qlonglong(1709164800) << QString() << QStringList{kAppQt + " 2024-02-29 00-00.log"};
+            << kMarch5 << QString() << QStringList() << QStringList{m + " 3.log", m + " 2.log", m + ".log"};
+        QTest::newRow("name taken by a folder")
+            << kMarch5 << m + ".log" << QStringList() << QStringList{m + " 2.log"};
+        QTest::newRow("last second of a year") << qlonglong(1704067199) << QString() << QStringList()
+                                               << QStringList{kAppQt + " 2023-12-31 23-59.log"};
+        QTest::newRow("leap day midnight") << qlonglong(1709164800) << QString() << QStringList()
+                                           << QStringList{kAppQt + " 2024-02-29 00-00.log"};
+        const QString future = kAppQt + " 9999-12-31 23-59.log", past = kAppQt + " 1000-01-01 00-00.log";
+        QTest::newRow("names dated beyond the clock's range")
+            << kMarch5 << QString() << QStringList{past, future} << QStringList{future, m + ".log", past};
     }
 
     void fileNamesAndClashSuffixes()
     {
         QFETCH(qlonglong, utcSeconds);
         QFETCH(QString, occupied);
+        QFETCH(QStringList, planted);
         QFETCH(QStringList, expectedNewestFirst);
 
         // The folder is made, with its parents, the first time it is asked for.
@@ -126,7 +132,9 @@ private slots:
         LogFileManagerDefault manager(folder, fs);
         if (!occupied.isEmpty())
             QCOMPARE(::mkdir((manager.logsDirectory() + "/" + occupied.toStdString()).c_str(), 0755), 0);
-        for (int i = 0; i < expectedNewestFirst.size(); ++i)
+        for (const QString& name : planted)
+            writeWholeFile(manager.logsDirectory() + "/" + name.toStdString(), "");
+        for (int i = planted.size(); i < expectedNewestFirst.size(); ++i)
             QVERIFY(manager.createNewLogFile().has_value());
         QCOMPARE(toQt(manager.sortedLogFileNames()), expectedNewestFirst);
     }
@@ -198,18 +206,21 @@ private slots:
 
     void rollsAtMaximumFileSize_data()
     {
-        QTest::addColumn<int>("lastLineLength"); // after 1023 lines of 1024 bytes
+        QTest::addColumn<int>("lastLineLength");    // after 1023 lines of 1024 bytes
+        QTest::addColumn<int>("appendedElsewhere"); // before the last line, by another process
         QTest::addColumn<qlonglong>("firstFileSize");
         QTest::addColumn<QString>("secondFile");
 
-        QTest::newRow("reaches 1048576 exactly") << 1024 << qlonglong(1048576) << "next\nafter\n";
-        QTest::newRow("one byte short") << 1023 << qlonglong(1048575 + 5) << "after\n";
-        QTest::newRow("one byte over") << 1025 << qlonglong(1048577) << "next\nafter\n";
+        QTest::newRow("reaches 1048576 exactly") << 1024 << 0 << qlonglong(1048576) << "next\nafter\n";
+        QTest::newRow("one byte short") << 1023 << 0 << qlonglong(1048575 + 5) << "after\n";
+        QTest::newRow("one byte over") << 1025 << 0 << qlonglong(1048577) << "next\nafter\n";
+        QTest::newRow("another writer's byte counts") << 1023 << 1 << qlonglong(1048576) << "next\nafter\n";
     }
 
     void rollsAtMaximumFileSize()
     {
         QFETCH(int, lastLineLength);
+        QFETCH(int, appendedElsewhere);
         QFETCH(qlonglong, firstFileSize);
         QFETCH(QString, secondFile);
 
@@ -218,9 +229,12 @@ private slots:
         rig.logger->loggerQueue()->sync([&] {
             for (int i = 0; i < 1023; ++i)
                 rig.logger->logMessage(makeMessage(line));
+            QFile other(QString::fromStdString(rig.paths().at(0)));
+            QVERIFY(other.open(QIODevice::Append) && other.write(QByteArray(appendedElsewhere, 'o')) >= 0);
+            other.close();
             rig.logger->logMessage(makeMessage(std::string(std::size_t(lastLineLength - 1), 'y')));
         });
-        QCOMPARE(rig.manager->rolls.load(), lastLineLength >= 1024 ? 1 : 0);
+        QCOMPARE(rig.manager->rolls.load(), lastLineLength + appendedElsewhere >= 1024 ? 1 : 0);
         const std::string first = rig.paths().at(0);
 
         // The next message goes to a new file if the limit was reached, else it tips the file over.
@@ -505,12 +519,13 @@ private slots:
         rig.log("fits");
         const std::string path = rig.paths().at(0);
 
+        writeWholeFile(path, "fits\nanother process\n"); // shares the file; its line must survive
         StandardErrorCapture errors;
         fs->writeBudget = 3; // the next line gets three bytes in, then the disk is full
         for (int i = 0; i < 13; ++i)
             rig.log("does not fit " + std::to_string(i));
         const QStringList reported = errors.takeLines();
-        QCOMPARE(readWholeFile(path), std::string("fits\n"));
+        QCOMPARE(readWholeFile(path), std::string("fits\nanother process\n"));
         QStringList expected(10, QString::fromStdString("FileLogger.logMessage: write(" + path +
                                                         "): No space left on device"));
         expected << "FileLogger.logMessage: Too many exceptions -- will not log any more of them.";
@@ -519,7 +534,7 @@ private slots:
         // Space comes back: logging simply goes on in the same file.
         fs->writeBudget = -1;
         rig.log("again");
-        QCOMPARE(readWholeFile(path), std::string("fits\nagain\n"));
+        QCOMPARE(readWholeFile(path), std::string("fits\nanother process\nagain\n"));
     }
 
     void folderThatCannotBeCreated()
