@@ -19,7 +19,9 @@ void RecentDocumentsMenu::rebuild()
     const QList<QUrl> urls = defaults_.recentDocuments();
     for (const QUrl& url : urls) {
         const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
-        QAction* action = menu_->addAction(QFileInfo(path).fileName());
+        // "&&" shows a file name's "&" instead of making it a mnemonic.
+        QAction* action =
+            menu_->addAction(QFileInfo(path).fileName().replace(QLatin1Char('&'), QLatin1String("&&")));
         action->setToolTip(path);
         action->setStatusTip(path);
         // A file that has gone stays listed, like any recent item, but cannot be chosen.

@@ -223,6 +223,7 @@ void TestMainWindow::openPanel_data()
 
     const int ok = OpenPanelOptions::OKResponse;
     QTest::newRow("OK, one file") << ok << QStringList{"a.png"} << true << true;
+    QTest::newRow("OK, a name with & and blanks") << ok << QStringList{"Tom & Jerry.png"} << true << true;
     QTest::newRow("Cancel") << int(OpenPanelOptions::CancelResponse) << QStringList{"a.png"} << false
                             << false;
     QTest::newRow("OK, two files") << ok << QStringList{"a.png", "b.png"} << false << false;
@@ -240,6 +241,7 @@ void TestMainWindow::openPanel()
     QFETCH(bool, recorded);
 
     writeImage(path(QStringLiteral("a.png")), 1024, 1024);
+    writeImage(path(QStringLiteral("Tom & Jerry.png")), 1024, 1024);
     writeImage(path(QStringLiteral("wide.png")), 1600, 900);
     QVERIFY(QFile::copy(testData(QStringLiteral("not-an-image.png")), path(QStringLiteral("notes.png"))));
 
@@ -261,6 +263,10 @@ void TestMainWindow::openPanel()
     const QUrl expected = recorded ? panel->urls.first() : QUrl();
     QCOMPARE(controller_->currentImageFileURL(), expected);
     QCOMPARE(defaults_->recentDocuments(), recorded ? QList<QUrl>{expected} : QList<QUrl>{});
+    // Open Recent shows the file's name as it is ("&" is no mnemonic there).
+    emit controller_->openRecentMenu()->aboutToShow();
+    if (recorded)
+        QCOMPARE(controller_->openRecentMenu()->actions().first()->iconText(), files.first());
 }
 
 void TestMainWindow::reloadsTheWatchedFile_data()
