@@ -191,6 +191,14 @@ ReadOutcome readContents(const QString& filePath, QJsonObject& root, Error* erro
     root = document.object();
     if (!checkShape(filePath, root, error))
         return ReadOutcome::Broken;
+    // The parser takes deeper nesting than the writer; find out now, before any icon is written.
+    QByteArray text;
+    if (Error tooDeep; !XcodeJSON::serialize(root, text, &tooDeep)) {
+        setError(
+            error, ContentsJSONProcessor::NestedTooDeep,
+            QStringLiteral("'%1' cannot be written back: %2").arg(filePath, tooDeep.localizedDescription));
+        return ReadOutcome::Broken;
+    }
     return ReadOutcome::Loaded;
 }
 
@@ -274,7 +282,7 @@ bool ContentsJSONProcessor::checkContentsJSONInPath(const QString& path, Error* 
 
 bool ContentsJSONProcessor::isBrokenFileError(const Error& error)
 {
-    return error.domain == errorDomain && error.code >= FileUnreadable && error.code <= ValueNotString;
+    return error.domain == errorDomain && error.code >= FileUnreadable && error.code <= NestedTooDeep;
 }
 
 std::optional<QList<ImageSize>>

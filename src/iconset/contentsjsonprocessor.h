@@ -26,7 +26,7 @@ class ImageProcessor;
 // - An existing file that cannot be merged safely is refused with an error and left untouched:
 //   unreadable, larger than maxFileSize, not UTF-8, not JSON, a root that is not an object,
 //   "images" that is not a list of objects, or an entry whose "idiom", "size", "scale" or
-//   "filename" is not a string.
+//   "filename" is not a string, or nesting deeper than the writer goes.
 class ContentsJSONProcessor
 {
 public:
@@ -75,7 +75,8 @@ public:
         ImagesNotArray,
         ImageNotObject,
         ValueNotString,
-        // The folder cannot take the file.
+        NestedTooDeep, // valid JSON that the writer could not write back
+                       // The folder cannot take the file.
         FolderMissing = 20,
         FolderIsFile,
         // Writing failed.

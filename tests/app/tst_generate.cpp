@@ -203,6 +203,9 @@ void TestGenerate::badInput_data()
     QTest::newRow("Contents.json with an array root")
         << "{src} --xcode {dir} --force" << 7 << "Contents.json=contents-array-root.json"
         << "top level";
+    QTest::newRow("Contents.json nested too deep")
+        << "{src} --xcode {dir} --force" << 7 << "Contents.json=contents-nested-300-deep.json"
+        << "deeper";
     QTest::newRow("non-UTF-8 Contents.json")
         << "{src} --xcode {dir}" << 7 << "Contents.json=contents-latin1-filename.json"
         << "not UTF-8";

@@ -217,6 +217,9 @@ private slots:
         QTest::newRow("truncated") << "contents-truncated.json" << int(Code::FileNotJSON) << "not valid JSON";
         QTest::newRow("empty file") << "contents-empty-file.json" << int(Code::FileNotJSON)
                                     << "not valid JSON";
+        // Valid JSON, but deeper than the writer goes: refused before anything is written.
+        QTest::newRow("nested 300 deep")
+            << "contents-nested-300-deep.json" << int(Code::NestedTooDeep) << "deeper than 256";
         // The Latin-1 byte 0xF4 sits at offset 45 of the fixture.
         QTest::newRow("Latin-1 file name")
             << "contents-latin1-filename.json" << int(Code::FileNotUTF8) << "offset 45";
