@@ -10,11 +10,19 @@
 #include <QScopeGuard>
 #include <QSvgRenderer>
 #include <QtEndian>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <optional>
 #include <vector>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace detail {
 
@@ -240,6 +248,32 @@ QImage renderSvg(const QByteArray& document, const QRectF& viewBox, QSize pixels
     return image;
 }
 
+// Opens file for reading. A pipe is opened without waiting for a writer, and one without a writer
+// reads as empty: a plain open() would hold the caller until some process writes into it.
+bool openForReading(QFile& file, QString* reason)
+{
+#ifdef Q_OS_UNIX
+    const QByteArray native = QFile::encodeName(file.fileName());
+    struct stat info
+    {
+    };
+    if (::stat(native.constData(), &info) == 0 && S_ISFIFO(info.st_mode)) {
+        const int fd = ::open(native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (fd >= 0 && ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) == 0 &&
+            file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+            return true;
+        *reason = QString::fromLocal8Bit(std::strerror(errno));
+        if (fd >= 0)
+            ::close(fd);
+        return false;
+    }
+#endif
+    if (file.open(QIODevice::ReadOnly))
+        return true;
+    *reason = file.errorString();
+    return false;
+}
+
 } // namespace
 
 QString Image::errorDomain()
@@ -251,10 +285,9 @@ ImagePtr Image::fromFile(const QString& path, Error* error)
 {
     const QString name = QFileInfo(path).fileName();
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        fail(
-            error, FileUnreadable,
-            QStringLiteral("The file \u201c%1\u201d could not be opened: %2.").arg(name, file.errorString()));
+    if (QString reason; !openForReading(file, &reason)) {
+        fail(error, FileUnreadable,
+             QStringLiteral("The file \u201c%1\u201d could not be opened: %2.").arg(name, reason));
         return nullptr;
     }
     return fromDevice(&file, name, error);
