@@ -321,26 +321,27 @@ void LogFileInfo::reset()
     fileSize_.reset();
 }
 
+namespace {
+
+// Later dates first; a file without a date sorts last.
+int reverseCompareDates(std::optional<LogFileInfo::Clock::time_point> mine,
+                        std::optional<LogFileInfo::Clock::time_point> theirs)
+{
+    const auto a = mine.value_or(LogFileInfo::Clock::time_point::min());
+    const auto b = theirs.value_or(LogFileInfo::Clock::time_point::min());
+    return a > b ? -1 : (a < b ? 1 : 0);
+}
+
+} // namespace
+
 int LogFileInfo::reverseCompareByCreationDate(LogFileInfo& other)
 {
-    const auto mine = creationDate().value_or(Clock::time_point::min());
-    const auto theirs = other.creationDate().value_or(Clock::time_point::min());
-    if (mine > theirs)
-        return -1;
-    if (mine < theirs)
-        return 1;
-    return 0;
+    return reverseCompareDates(creationDate(), other.creationDate());
 }
 
 int LogFileInfo::reverseCompareByModificationDate(LogFileInfo& other)
 {
-    const auto mine = modificationDate().value_or(Clock::time_point::min());
-    const auto theirs = other.modificationDate().value_or(Clock::time_point::min());
-    if (mine > theirs)
-        return -1;
-    if (mine < theirs)
-        return 1;
-    return 0;
+    return reverseCompareDates(modificationDate(), other.modificationDate());
 }
 
 std::string LogFileInfo::description()
