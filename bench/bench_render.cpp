@@ -39,6 +39,8 @@
 #include <sys/resource.h>
 #include <vector>
 
+using namespace iconfoundry;
+
 namespace {
 
 // Artwork with what icons have: rounded transparent corners, gradients, hard and soft edges,

@@ -20,6 +20,8 @@
 #include <QMenuBar>
 #include <QUrl>
 
+namespace iconfoundry {
+
 namespace {
 
 constexpr double kLogRollingFrequencySeconds = 86400; // one file per day
@@ -133,3 +135,5 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
     }
     return QObject::eventFilter(watched, event);
 }
+
+} // namespace iconfoundry

@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <memory>
 
+namespace iconfoundry {
+
 class ContentsJSONProcessor;
 class FileLogger;
 class ImageProcessor;
@@ -65,3 +67,5 @@ private:
     std::unique_ptr<MainWindowController> mainWindowController_;
     ImagePtr sourceImage_;
 };
+
+} // namespace iconfoundry

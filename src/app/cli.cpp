@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <cstring>
 
+namespace iconfoundry {
+
 namespace {
 
 enum ExitCode
@@ -255,3 +257,5 @@ int runCommandLine(int argc, char** argv)
     Log::flushLog();
     return code;
 }
+
+} // namespace iconfoundry

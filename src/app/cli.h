@@ -1,5 +1,7 @@
 #pragma once
 
+namespace iconfoundry {
+
 // The headless front end: `iconfoundry list`, `--help`, `--version` (and `generate`, which lives
 // in its own file). Output goes to standard output, errors to standard error; nothing here needs
 // a display.
@@ -12,3 +14,5 @@ bool isCommandLineInvocation(int argc, char** argv);
 
 // Creates the QCoreApplication and runs the command named by the first argument.
 int runCommandLine(int argc, char** argv);
+
+} // namespace iconfoundry

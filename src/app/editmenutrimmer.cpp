@@ -4,6 +4,8 @@
 #include <QMenu>
 #include <QMenuBar>
 
+namespace iconfoundry {
+
 namespace {
 
 QString titleWithoutMnemonic(QString title)
@@ -58,3 +60,5 @@ int EditMenuTrimmer::trimMenu(QMenu* menu)
     removed += removeLastIf(menu, [](const QAction* a) { return a->isSeparator(); });
     return removed;
 }
+
+} // namespace iconfoundry

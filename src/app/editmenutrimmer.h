@@ -3,6 +3,8 @@
 class QMenu;
 class QMenuBar;
 
+namespace iconfoundry {
+
 // Takes the platform's own trailing additions off the Edit menu: the character palette, then
 // dictation, then the separator before them. Each check is made once, in that order, always on
 // the menu's current last item, so an Edit menu ending in "dictation, separator" loses only the
@@ -24,3 +26,5 @@ public:
     // Trims menu itself; returns how many items went.
     static int trimMenu(QMenu* menu);
 };
+
+} // namespace iconfoundry

@@ -23,6 +23,8 @@
 #include <unistd.h>
 #endif
 
+namespace iconfoundry {
+
 namespace {
 
 void write(FILE* stream, const QString& text)
@@ -366,3 +368,5 @@ int GenerateCommand::run(const QStringList& arguments)
         write(stdout, summary + QLatin1Char('\n'));
     return report.finish(Success);
 }
+
+} // namespace iconfoundry

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace iconfoundry {
+
 // `iconfoundry generate SOURCE`: renders the icon files of chosen categories without a display
 // and, with --xcode, merges them into the icon set's Contents.json.
 //
@@ -38,3 +40,5 @@ public:
     // The usage text, options and exit codes.
     static QString helpText();
 };
+
+} // namespace iconfoundry

@@ -6,6 +6,8 @@
 #include <QApplication>
 #include <QIcon>
 
+using namespace iconfoundry;
+
 namespace {
 
 QIcon applicationIcon()

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+namespace iconfoundry {
+
 namespace {
 
 const QString kFormat = QStringLiteral("co.velmora.IconFoundry.archive");
@@ -231,3 +233,5 @@ bool readFloat(const QCborMap& map, const char* key, double* out)
 }
 
 } // namespace CatalogueCoding
+
+} // namespace iconfoundry

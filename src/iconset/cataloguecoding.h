@@ -7,6 +7,8 @@
 #include <QVariant>
 #include <optional>
 
+namespace iconfoundry {
+
 // Internals shared by ImageCategory and ImageSize: how catalogue values are read from property
 // lists, and the envelope of their archives. Stateless and thread-safe.
 namespace CatalogueCoding {
@@ -42,3 +44,5 @@ bool readInteger(const QCborMap& map, const char* key, qint64* out);
 bool readFloat(const QCborMap& map, const char* key, double* out);
 
 } // namespace CatalogueCoding
+
+} // namespace iconfoundry

@@ -12,6 +12,8 @@
 #include <QJsonObject>
 #include <QJsonParseError>
 
+namespace iconfoundry {
+
 namespace {
 
 // The members of an entry that the merge compares; anything else in an entry is carried along.
@@ -378,3 +380,5 @@ bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageCategory>& ca
     }
     return true;
 }
+
+} // namespace iconfoundry

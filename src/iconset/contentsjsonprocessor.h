@@ -10,6 +10,8 @@
 #include <QVariantList>
 #include <optional>
 
+namespace iconfoundry {
+
 class ImageProcessor;
 
 // Writes an app-icon set's "Contents.json" for chosen categories, or merges their entries into
@@ -89,3 +91,5 @@ public:
 private:
     ImageProcessor* imageProcessor_ = nullptr;
 };
+
+} // namespace iconfoundry

@@ -1,5 +1,7 @@
 #include "iconset/defaultcategories.h"
 
+namespace iconfoundry {
+
 QList<qint64> DefaultCategories::ids()
 {
     return {101, 111, 121};
@@ -15,3 +17,5 @@ QList<ImageCategory> DefaultCategories::fromCatalogue(const QList<ImageCategory>
     }
     return chosen;
 }
+
+} // namespace iconfoundry

@@ -4,6 +4,8 @@
 
 #include <QList>
 
+namespace iconfoundry {
+
 // The categories ticked when nothing else is known: the first launch of the window and
 // `iconfoundry generate` without a category option. One place, so both agree.
 class DefaultCategories
@@ -15,3 +17,5 @@ public:
     // from the catalogue are skipped.
     static QList<ImageCategory> fromCatalogue(const QList<ImageCategory>& catalogue);
 };
+
+} // namespace iconfoundry

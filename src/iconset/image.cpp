@@ -24,6 +24,8 @@
 #include <unistd.h>
 #endif
 
+namespace iconfoundry {
+
 namespace detail {
 
 // Reduced copies of one bitmap: level 0 is the bitmap itself, each further level half the size
@@ -440,3 +442,5 @@ QImage Image::drawnAtPixelSize(QSize pixels) const
     }
     return {};
 }
+
+} // namespace iconfoundry

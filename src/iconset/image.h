@@ -11,6 +11,9 @@
 #include <memory>
 
 class QIODevice;
+
+namespace iconfoundry {
+
 class Image;
 using ImagePtr = std::shared_ptr<Image>;
 
@@ -87,3 +90,5 @@ private:
     std::shared_ptr<detail::ImagePyramid> pyramid_;
     QRect pyramidRect_;
 };
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 #include <QCborArray>
 #include <QCborMap>
 
+namespace iconfoundry {
+
 using namespace CatalogueCoding;
 
 ImageCategory::ImageCategory(qint64 categoryId, std::optional<QString> name, std::optional<QString> idiom)
@@ -52,3 +54,5 @@ std::optional<QList<ImageCategory>> ImageCategory::unarchive(const QByteArray& d
     }
     return categories;
 }
+
+} // namespace iconfoundry

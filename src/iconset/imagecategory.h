@@ -6,6 +6,8 @@
 #include <QVariantMap>
 #include <optional>
 
+namespace iconfoundry {
+
 // One icon category of the catalogue (a kind of device or use). categoryId doubles as the tag of
 // the category's checkbox in the main window, so catalogue ids lie in 100..599.
 class ImageCategory
@@ -35,3 +37,5 @@ private:
     std::optional<QString> name_;
     std::optional<QString> idiom_;
 };
+
+} // namespace iconfoundry

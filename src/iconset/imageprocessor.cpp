@@ -9,6 +9,8 @@
 
 #include <QFile>
 
+namespace iconfoundry {
+
 namespace {
 
 // Checks that a catalogue resource's root is a list of dictionaries. A list with one bad element
@@ -114,3 +116,5 @@ bool ImageProcessor::imageSize(const ImageSize& size, const QList<ImageCategory>
     }
     return false;
 }
+
+} // namespace iconfoundry

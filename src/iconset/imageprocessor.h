@@ -11,6 +11,8 @@
 #include <functional>
 #include <optional>
 
+namespace iconfoundry {
+
 // The icon catalogue (categories and sizes, read lazily from the bundle's property lists) and the
 // renderer that turns one source image into the icon files of chosen categories.
 //
@@ -53,3 +55,5 @@ private:
     std::optional<QList<ImageCategory>> allImageCategories_;
     std::optional<QList<ImageSize>> allImageSizes_;
 };
+
+} // namespace iconfoundry

@@ -32,6 +32,8 @@
 #include <optional>
 #include <vector>
 
+namespace iconfoundry {
+
 namespace {
 
 // The folder joined with a file name as one path component ("a/" + "b" and "a" + "b" both give
@@ -351,3 +353,5 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
     }
     return result;
 }
+
+} // namespace iconfoundry

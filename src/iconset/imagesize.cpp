@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <limits>
 
+namespace iconfoundry {
+
 using namespace CatalogueCoding;
 
 namespace {
@@ -181,3 +183,5 @@ std::optional<ImageSize> ImageSize::unarchive(const QByteArray& data)
     }
     return size;
 }
+
+} // namespace iconfoundry

@@ -9,6 +9,8 @@
 #include <QVariantMap>
 #include <optional>
 
+namespace iconfoundry {
+
 // One icon file and asset-catalogue slot of the catalogue. Sizes are in points; the file's pixel
 // size is points x scale, truncated.
 class ImageSize
@@ -71,3 +73,5 @@ private:
     std::optional<QString> subtype_;
     QVariantList categoryIds_;
 };
+
+} // namespace iconfoundry

@@ -19,6 +19,8 @@
 #include <QPainter>
 #include <cmath>
 
+namespace iconfoundry {
+
 namespace {
 
 constexpr int kDotsPerMeterAt72Dpi = 2835; // 72 / 0.0254
@@ -153,3 +155,5 @@ QImage Image::unscaledBitmapImageRep() const
     result.setDotsPerMeterY(kDotsPerMeterAt72Dpi);
     return result;
 }
+
+} // namespace iconfoundry

@@ -10,6 +10,8 @@
 #include <new>
 #include <vector>
 
+namespace iconfoundry {
+
 namespace {
 
 enum Filter : uint8_t
@@ -292,3 +294,5 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
         return {};
     }
 }
+
+} // namespace iconfoundry

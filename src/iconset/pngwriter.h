@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QImage>
 
+namespace iconfoundry {
+
 // Encodes bitmaps as PNG: always 8 bits per sample, colour type 6 (RGBA, straight alpha),
 // non-interlaced, exactly the bitmap's pixel dimensions, no ancillary chunks.
 //
@@ -26,3 +28,5 @@ public:
     // out). compressionLevel 0 picks the default; values are clamped to 1..12.
     static QByteArray encode(const QImage& image, int compressionLevel = 0);
 };
+
+} // namespace iconfoundry

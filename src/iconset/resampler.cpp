@@ -7,6 +7,8 @@
 #include <numbers>
 #include <vector>
 
+namespace iconfoundry {
+
 namespace {
 
 // Byte offset of alpha inside one 4-byte pixel of the supported formats.
@@ -283,3 +285,5 @@ QImage Resampler::halved(const QImage& input, bool roundHalfUp)
     }
     return result;
 }
+
+} // namespace iconfoundry

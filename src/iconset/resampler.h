@@ -4,6 +4,8 @@
 #include <QRectF>
 #include <QSize>
 
+namespace iconfoundry {
+
 // Resampling of premultiplied 8-bit bitmaps (Format_ARGB32_Premultiplied or
 // Format_RGBA8888_Premultiplied; other formats are converted to ARGB32_Premultiplied first). The
 // result has the format of the (converted) source.
@@ -45,3 +47,5 @@ public:
     // way for the whole image); odd sides are area-averaged.
     static QImage halved(const QImage& source, bool roundHalfUp = true);
 };
+
+} // namespace iconfoundry

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace iconfoundry {
+
 namespace {
 
 class Writer
@@ -174,3 +176,5 @@ bool XcodeJSON::serialize(const QJsonObject& root, QByteArray& out, Error* error
     out = std::move(text);
     return true;
 }
+
+} // namespace iconfoundry

@@ -6,6 +6,8 @@
 #include <QJsonObject>
 #include <QJsonValue>
 
+namespace iconfoundry {
+
 // Writes JSON the way Xcode writes an asset catalogue's Contents.json, so that a file we rewrite
 // differs from Xcode's own only in the lines whose content really changed:
 //
@@ -35,3 +37,5 @@ public:
         TooDeep = 2
     };
 };
+
+} // namespace iconfoundry

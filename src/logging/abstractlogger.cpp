@@ -5,6 +5,8 @@
 
 #include <mutex>
 
+namespace iconfoundry {
+
 namespace logging_detail {
 // Queued formatter changes hold this instead of the logger: the logger is not necessarily owned
 // by a shared_ptr, and a change queued just before its destruction must find nothing to touch.
@@ -70,3 +72,5 @@ bool AbstractLogger::isOnInternalLoggerQueue() const
 {
     return loggerQueue_->isCurrent();
 }
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+namespace iconfoundry {
+
 namespace logging_detail {
 struct LoggerLife;
 }
@@ -40,3 +42,5 @@ private:
     // Lets queued formatter changes find out that the logger is gone.
     std::shared_ptr<logging_detail::LoggerLife> life_;
 };
+
+} // namespace iconfoundry

@@ -9,6 +9,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+namespace iconfoundry {
+
 namespace {
 // Writes every byte of the vector, resuming after short writes and signals.
 void writeAll(int fd, iovec* iov, int count)
@@ -100,3 +102,5 @@ void ConsoleLogger::logMessage(const LogMessage& message)
     };
     writeAll(fd_, iov, static_cast<int>(std::size(iov)));
 }
+
+} // namespace iconfoundry

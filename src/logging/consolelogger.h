@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+namespace iconfoundry {
+
 // Writes each message to standard error as one line, with a single gathered write so that lines
 // from several processes or threads never interleave mid-line.
 //
@@ -43,3 +45,5 @@ private:
     bool colorsEnabled_ = false;
     bool automaticallyAppendNewlineForCustomFormatters_ = true;
 };
+
+} // namespace iconfoundry

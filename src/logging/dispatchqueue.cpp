@@ -11,6 +11,8 @@
 #include <semaphore>
 #include <thread>
 
+namespace iconfoundry {
+
 namespace logging_detail {
 
 namespace {
@@ -243,3 +245,5 @@ void DispatchGroup::wait()
     std::unique_lock lock(state_->mutex);
     state_->idle.wait(lock, [this] { return state_->outstanding == 0; });
 }
+
+} // namespace iconfoundry

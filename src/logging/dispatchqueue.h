@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+namespace iconfoundry {
+
 namespace logging_detail {
 struct QueueState;
 }
@@ -66,3 +68,5 @@ private:
     struct State;
     std::shared_ptr<State> state_;
 };
+
+} // namespace iconfoundry

@@ -14,6 +14,8 @@
 #include <mutex>
 #include <thread>
 
+namespace iconfoundry {
+
 namespace logging_detail {
 // Queued work holds this instead of the logger. The destructor clears the pointer under the
 // mutex, and every task holds the mutex while it runs, so no task ever touches a logger that is
@@ -357,3 +359,5 @@ void FileLogger::flush()
     if (currentLogFileHandle_ >= 0)
         fileSystem_->fsync(currentLogFileHandle_);
 }
+
+} // namespace iconfoundry

@@ -11,6 +11,8 @@
 #include <memory>
 #include <string>
 
+namespace iconfoundry {
+
 class LogFileWatcher;
 namespace logging_detail {
 struct FileLoggerLife;
@@ -116,3 +118,5 @@ namespace logging_detail {
 // The write-failure reports are counted per process; tests start each case from zero.
 void resetFileLoggerWriteFailureCount();
 } // namespace logging_detail
+
+} // namespace iconfoundry

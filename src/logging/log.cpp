@@ -8,7 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <semaphore>
+#include <string_view>
 #include <unistd.h>
+
+namespace iconfoundry {
 
 namespace {
 
@@ -314,5 +317,11 @@ std::string Log::functionName(const char* prettyFunction)
             }
         }
     }
+    // Every class of ours lives in the project namespace; it says nothing in a log line.
+    static constexpr std::string_view projectPrefix = "iconfoundry::";
+    if (name.compare(0, projectPrefix.size(), projectPrefix) == 0)
+        name.erase(0, projectPrefix.size());
     return name.empty() ? std::string(prettyFunction) : name;
 }
+
+} // namespace iconfoundry

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace iconfoundry {
+
 class DispatchQueue;
 class Logger;
 
@@ -53,17 +55,19 @@ public:
 
 #define IF_LOG_MAYBE(async, flag, format, ...)                                                       \
     do {                                                                                             \
-        if (kProgramLogLevel & (flag)) {                                                             \
-            static const std::string ifLogFunction_ = ::Log::functionName(__PRETTY_FUNCTION__);      \
-            ::Log::log(async, kProgramLogLevel, flag, 0, __FILE__, ifLogFunction_.c_str(), __LINE__, \
+        if (::iconfoundry::kProgramLogLevel & (flag)) {                                                             \
+            static const std::string ifLogFunction_ = ::iconfoundry::Log::functionName(__PRETTY_FUNCTION__);      \
+            ::iconfoundry::Log::log(async, ::iconfoundry::kProgramLogLevel, flag, 0, __FILE__, ifLogFunction_.c_str(), __LINE__, \
                        nullptr, format __VA_OPT__(, ) __VA_ARGS__);                                  \
         }                                                                                            \
     } while (0)
 
 // printf-style statements. Pass Qt strings with qUtf8Printable(). Errors are synchronous, the
 // others asynchronous.
-#define LOG_ERROR(format, ...) IF_LOG_MAYBE(false, LogFlagError, format __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_WARN(format, ...) IF_LOG_MAYBE(true, LogFlagWarning, format __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_INFO(format, ...) IF_LOG_MAYBE(true, LogFlagInfo, format __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_DEBUG(format, ...) IF_LOG_MAYBE(true, LogFlagDebug, format __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_VERBOSE(format, ...) IF_LOG_MAYBE(true, LogFlagVerbose, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_ERROR(format, ...) IF_LOG_MAYBE(false, ::iconfoundry::LogFlagError, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_WARN(format, ...) IF_LOG_MAYBE(true, ::iconfoundry::LogFlagWarning, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_INFO(format, ...) IF_LOG_MAYBE(true, ::iconfoundry::LogFlagInfo, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_DEBUG(format, ...) IF_LOG_MAYBE(true, ::iconfoundry::LogFlagDebug, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_VERBOSE(format, ...) IF_LOG_MAYBE(true, ::iconfoundry::LogFlagVerbose, format __VA_OPT__(, ) __VA_ARGS__)
+
+} // namespace iconfoundry

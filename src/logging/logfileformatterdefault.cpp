@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <ctime>
 
+namespace iconfoundry {
+
 LogFileFormatterDefault::LogFileFormatterDefault() : dateFormatter_(&LogFileFormatterDefault::defaultDateText)
 {
 }
@@ -36,3 +38,5 @@ std::string LogFileFormatterDefault::defaultDateText(LogMessage::Clock::time_poi
                   static_cast<int>(milliseconds));
     return buffer;
 }
+
+} // namespace iconfoundry

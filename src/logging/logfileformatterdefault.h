@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+namespace iconfoundry {
+
 // The file logger's line: the message's timestamp as "yyyy/MM/dd HH:mm:ss:SSS" in local time, two
 // blanks, the message text. The logger appends the line feed.
 //
@@ -30,3 +32,5 @@ public:
 private:
     DateFormatter dateFormatter_;
 };
+
+} // namespace iconfoundry

@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace iconfoundry {
+
 namespace {
 
 #if defined(__APPLE__)
@@ -386,3 +388,5 @@ std::optional<LogFileInfo::Clock::time_point> LogFileInfo::dateFromFileName(cons
         return std::nullopt;
     return dateAtEnd(stem.substr(0, blank));
 }
+
+} // namespace iconfoundry

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+namespace iconfoundry {
+
 // One log file on disk.
 //
 // The file name, attributes, dates and size are read lazily and cached until reset(); a cached size
@@ -108,3 +110,5 @@ private:
     std::optional<Clock::time_point> creationDate_;
     std::optional<std::uint64_t> fileSize_;
 };
+
+} // namespace iconfoundry

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace iconfoundry {
+
 // What a file logger needs from whoever decides where log files live, what they are called and
 // when old ones go.
 //
@@ -47,3 +49,5 @@ public:
     // Called on the logger's queue after the logger rolled the file it was writing.
     virtual void didRollAndArchiveLogFile(const std::string& /*logFilePath*/) {}
 };
+
+} // namespace iconfoundry

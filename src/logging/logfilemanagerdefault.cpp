@@ -10,6 +10,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
+namespace iconfoundry {
+
 namespace {
 
 std::mutex applicationNameMutex;
@@ -362,3 +364,5 @@ LogFileManagerDefault::parseLogFileDate(const std::string& text)
     utc.tm_min = minute;
     return logging_detail::timeSinceEpoch(std::int64_t(::timegm(&utc)));
 }
+
+} // namespace iconfoundry

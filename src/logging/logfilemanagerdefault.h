@@ -5,6 +5,8 @@
 #include <atomic>
 #include <chrono>
 
+namespace iconfoundry {
+
 // The standard log-file manager: one folder per program, files named after the application and
 // the UTC minute of their creation, the oldest deleted beyond a count and a disk quota.
 //
@@ -71,3 +73,5 @@ private:
     // One report per failure streak, so a broken folder does not flood standard error.
     std::atomic<bool> directoryErrorReported_{false};
 };
+
+} // namespace iconfoundry

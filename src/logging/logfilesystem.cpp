@@ -9,6 +9,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+namespace iconfoundry {
+
 namespace {
 
 LogFileSystem::Clock::time_point timePoint(std::int64_t seconds, std::int64_t nanoseconds)
@@ -283,3 +285,5 @@ int LogFileSystem::createDirectories(const std::string& path, mode_t mode)
     }
     return 0;
 }
+
+} // namespace iconfoundry

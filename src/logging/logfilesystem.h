@@ -9,6 +9,8 @@
 #include <sys/types.h>
 #include <vector>
 
+namespace iconfoundry {
+
 // What the file system reports about one file.
 struct LogFileStat
 {
@@ -77,3 +79,5 @@ void reportToStandardError(const std::string& text);
 // strerror() that is safe to call from any thread.
 std::string errorText(int error);
 } // namespace logging_detail
+
+} // namespace iconfoundry

@@ -10,6 +10,8 @@
 #include <unistd.h>
 #endif
 
+namespace iconfoundry {
+
 std::unique_ptr<LogFileWatcher> LogFileWatcher::start(int fd, const std::string& path, Handler handler)
 {
 #if defined(__linux__)
@@ -94,3 +96,5 @@ void LogFileWatcher::run()
     }
 #endif
 }
+
+} // namespace iconfoundry

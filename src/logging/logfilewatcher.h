@@ -5,6 +5,8 @@
 #include <string>
 #include <thread>
 
+namespace iconfoundry {
+
 // Watches one open file for being deleted, renamed or having its attributes changed, and calls a
 // handler from its own thread with what happened. The handler must not block: the file logger
 // only posts a task to its queue from it, and that task decides what the event means.
@@ -42,3 +44,5 @@ private:
     Handler handler_;
     std::thread thread_;
 };
+
+} // namespace iconfoundry

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace iconfoundry {
+
 // Flags mark one message; levels are masks of admitted flags. A message passes a gate when
 // (flag & level) != 0.
 enum LogFlag : unsigned {
@@ -22,3 +24,5 @@ enum LogLevel : unsigned {
 
 // One level for the whole program: nothing is filtered at the source.
 inline constexpr unsigned kProgramLogLevel = LogLevelVerbose;
+
+} // namespace iconfoundry

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace iconfoundry {
+
 class DispatchQueue;
 class LogMessage;
 class Logger;
@@ -42,3 +44,5 @@ public:
     virtual std::shared_ptr<DispatchQueue> loggerQueue() const { return nullptr; }
     virtual std::string loggerName() const { return {}; }
 };
+
+} // namespace iconfoundry

@@ -2,6 +2,8 @@
 
 #include <memory>
 
+namespace iconfoundry {
+
 class DispatchQueue;
 class Logger;
 
@@ -19,3 +21,5 @@ struct LoggerNode
         return LoggerNode{std::move(logger), std::move(loggerQueue), level};
     }
 };
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+namespace iconfoundry {
+
 namespace {
 std::string currentThreadName()
 {
@@ -37,3 +39,5 @@ std::string LogMessage::fileNameFromPath(const std::string& path)
         name.erase(dot);
     return name;
 }
+
+} // namespace iconfoundry

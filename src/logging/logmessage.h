@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace iconfoundry {
+
 // One log statement, immutable after construction. Copying duplicates every field.
 class LogMessage
 {
@@ -52,3 +54,5 @@ private:
     std::string threadName_;
     std::string queueLabel_;
 };
+
+} // namespace iconfoundry

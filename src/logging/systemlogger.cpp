@@ -14,6 +14,8 @@
 #include <syslog.h>
 #endif
 
+namespace iconfoundry {
+
 namespace {
 const char* processName()
 {
@@ -80,3 +82,5 @@ void SystemLogger::logMessage(const LogMessage& message)
     syslog(priority, "%s", text.c_str());
 #endif
 }
+
+} // namespace iconfoundry

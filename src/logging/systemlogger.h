@@ -4,6 +4,8 @@
 
 #include <memory>
 
+namespace iconfoundry {
+
 // Sends each message to the system log: the systemd journal where it is available, syslog(3)
 // otherwise. There is one instance per process (sharedInstance()); it cannot be constructed
 // otherwise. Messages whose file name is "SystemLogCapture" came from the system log in the first
@@ -22,3 +24,5 @@ public:
 private:
     SystemLogger();
 };
+
+} // namespace iconfoundry

@@ -7,6 +7,8 @@
 #include <QCheckBox>
 #include <QWidget>
 
+namespace iconfoundry {
+
 namespace {
 
 std::optional<qint64> tagOf(const QObject* object)
@@ -104,3 +106,5 @@ bool CategorySelection::save(const QWidget* root, const QList<ImageCategory>& ca
     defaults.setSelectedImageCategories(archive);
     return defaults.synchronize();
 }
+
+} // namespace iconfoundry

@@ -4,9 +4,12 @@
 
 #include <QList>
 
-class Defaults;
 class QAbstractButton;
 class QWidget;
+
+namespace iconfoundry {
+
+class Defaults;
 
 // The category checkboxes of the main window and the stored choice.
 //
@@ -44,3 +47,5 @@ public:
     // Stores the ticked categories of catalogue and writes them to disk at once.
     static bool save(const QWidget* root, const QList<ImageCategory>& catalogue, Defaults& defaults);
 };
+
+} // namespace iconfoundry

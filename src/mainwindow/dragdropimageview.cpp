@@ -4,6 +4,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+namespace iconfoundry {
+
 namespace {
 
 constexpr int kFrameMargin = 6;  // between the widget's edge and the drop zone
@@ -127,3 +129,5 @@ void DragDropImageView::changeEvent(QEvent* event)
         update();
     QWidget::changeEvent(event);
 }
+
+} // namespace iconfoundry

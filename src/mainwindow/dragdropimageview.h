@@ -5,6 +5,8 @@
 #include <QPixmap>
 #include <QWidget>
 
+namespace iconfoundry {
+
 class SourceImage;
 
 // The main window's image area. Shows the image scaled to fit, centred, over a checkerboard so
@@ -50,3 +52,5 @@ private:
     QPixmap scaled_;
     QSize scaledFor_;
 };
+
+} // namespace iconfoundry

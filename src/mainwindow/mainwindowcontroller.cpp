@@ -25,6 +25,8 @@
 #include <QPointer>
 #include <QStatusBar>
 
+namespace iconfoundry {
+
 namespace {
 
 // Landscape 4:3 is let through without asking: the messages icons are cut from art of that shape.
@@ -512,3 +514,5 @@ QAction* MainWindowController::pasteAction()
     window();
     return ui_->actionPaste;
 }
+
+} // namespace iconfoundry

@@ -9,21 +9,23 @@
 #include <QUrl>
 #include <memory>
 
-class ContentsJSONProcessor;
-class Defaults;
-class DragDropImageView;
-class ImageProcessor;
 class QAction;
 class QLabel;
 class QMainWindow;
 class QMenu;
 class QPushButton;
-class RecentDocumentsMenu;
-class SourceFileWatch;
-
 namespace Ui {
 class MainWindowController;
 }
+
+namespace iconfoundry {
+
+class ContentsJSONProcessor;
+class Defaults;
+class DragDropImageView;
+class ImageProcessor;
+class RecentDocumentsMenu;
+class SourceFileWatch;
 
 // The main window: owns the single source image every icon is generated from, shows it, checks
 // new images with the user, watches the file it came from, keeps the category checkboxes and
@@ -146,3 +148,5 @@ private:
     std::unique_ptr<SourceFileWatch> fileWatch_;
     std::unique_ptr<RecentDocumentsMenu> recentDocumentsMenu_;
 };
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 #include <QMimeDatabase>
 #include <QSet>
 
+namespace iconfoundry {
+
 namespace {
 
 // MIME types of the formats the decoder reads.
@@ -56,3 +58,5 @@ bool PasteboardReader::canPaste(const QMimeData* data)
 {
     return !readableImageFileURLs(data).isEmpty() || canReadImageData(data);
 }
+
+} // namespace iconfoundry

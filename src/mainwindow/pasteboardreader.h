@@ -5,6 +5,8 @@
 
 class QMimeData;
 
+namespace iconfoundry {
+
 // Answers what the clipboard (or a drag) can give the main window: the URLs of local image
 // files the program reads, or image data. Reading only, no side effects; any thread that may
 // touch the QMimeData.
@@ -19,3 +21,5 @@ public:
     // The enabling rule of Paste: an image file URL or image data.
     static bool canPaste(const QMimeData* data);
 };
+
+} // namespace iconfoundry

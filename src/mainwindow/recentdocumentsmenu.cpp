@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QMenu>
 
+namespace iconfoundry {
+
 RecentDocumentsMenu::RecentDocumentsMenu(QMenu* menu, Defaults& defaults, OpenFunction open, QObject* parent)
     : QObject(parent), menu_(menu), defaults_(defaults), open_(std::move(open))
 {
@@ -40,3 +42,5 @@ void RecentDocumentsMenu::rebuild()
         rebuild();
     });
 }
+
+} // namespace iconfoundry

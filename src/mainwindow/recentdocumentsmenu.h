@@ -4,8 +4,11 @@
 #include <QUrl>
 #include <functional>
 
-class Defaults;
 class QMenu;
+
+namespace iconfoundry {
+
+class Defaults;
 
 // Fills the Open Recent menu from the recent documents stored in the defaults, newest first,
 // each entry named after its file with the full path as tool tip, and a last entry that clears
@@ -30,3 +33,5 @@ private:
     Defaults& defaults_;
     OpenFunction open_;
 };
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 
 #include <QTimer>
 
+namespace iconfoundry {
+
 SourceFileWatch::SourceFileWatch(QObject* parent) : QObject(parent), watcher_(new FileWatcher(this))
 {
     connect(watcher_, &FileWatcher::changed, this, &SourceFileWatch::fileChanged);
@@ -46,3 +48,5 @@ void SourceFileWatch::fileChanged()
     QTimer::singleShot(ReloadDelayMilliseconds, this, [this, url] { emit reloadDue(url); });
     QTimer::singleShot(NoticeDurationMilliseconds, this, [this] { emit noticeExpired(); });
 }
+
+} // namespace iconfoundry

@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QUrl>
 
+namespace iconfoundry {
+
 class FileWatcher;
 
 // Watches the file the source image came from and turns each change into a delayed reload.
@@ -43,3 +45,5 @@ private:
     FileWatcher* watcher_;
     QUrl url_;
 };
+
+} // namespace iconfoundry

@@ -2,6 +2,8 @@
 
 #include "iconset/image.h"
 
+namespace iconfoundry {
+
 // Receives images that have no file behind them (a drop, a paste). The main window controller
 // implements it; the image view calls it.
 class SourceImage
@@ -10,3 +12,5 @@ public:
     virtual ~SourceImage() = default;
     virtual void setSourceImage(const ImagePtr& image) = 0;
 };
+
+} // namespace iconfoundry

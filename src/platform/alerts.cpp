@@ -6,6 +6,8 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+namespace iconfoundry {
+
 namespace {
 
 QMessageBox::Icon iconForStyle(Alert::Style style)
@@ -76,3 +78,5 @@ int runModalAlert(Alert& alert)
 {
     return AlertPresenter::shared().runModal(alert);
 }
+
+} // namespace iconfoundry

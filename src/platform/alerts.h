@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <memory>
 
+namespace iconfoundry {
+
 // The alert seam. Everything in the program that asks the user something builds an Alert and
 // runs it on the process-wide AlertPresenter, so that a test can install a scripted presenter
 // and drive every flow without a display.
@@ -64,3 +66,5 @@ public:
 
 // Runs alert on the shared presenter.
 int runModalAlert(Alert& alert);
+
+} // namespace iconfoundry

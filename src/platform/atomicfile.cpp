@@ -11,6 +11,8 @@
 #include <unistd.h>
 #endif
 
+namespace iconfoundry {
+
 bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error, Durability durability)
 {
     const QFileInfo info(path);
@@ -63,3 +65,5 @@ bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error
     }
     return true;
 }
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+namespace iconfoundry {
+
 // Writes whole files so that a reader sees either the old file or the complete new one: the data
 // goes to a hidden temporary file in the same folder, which is then renamed over the target. A
 // failure removes the temporary file, so nothing partial is ever left behind. Safe to call from
@@ -27,3 +29,5 @@ public:
     static bool write(const QString& path, const QByteArray& data, Error* error = nullptr,
                       Durability durability = Durability::ProcessCrash);
 };
+
+} // namespace iconfoundry

@@ -6,6 +6,8 @@
 #include <QMutex>
 #include <QMutexLocker>
 
+namespace iconfoundry {
+
 namespace {
 
 QMutex& overrideMutex()
@@ -95,3 +97,5 @@ void Bundle::setResourceDirectory(const QString& directory)
     QMutexLocker lock(&overrideMutex());
     resourceDirectoryOverride() = directory;
 }
+
+} // namespace iconfoundry

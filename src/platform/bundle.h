@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace iconfoundry {
+
 // The application's resource bundle: the folder of resource files that ships beside the
 // executable, and the identity of the build.
 //
@@ -34,3 +36,5 @@ public:
     // normal look-up.
     static void setResourceDirectory(const QString& directory);
 };
+
+} // namespace iconfoundry

@@ -2,6 +2,8 @@
 
 #include <QSettings>
 
+namespace iconfoundry {
+
 namespace {
 
 // Where the standard instance keeps its data: the organisation is the identifier's domain part,
@@ -132,3 +134,5 @@ QString Defaults::fileName() const
 {
     return settings_->fileName();
 }
+
+} // namespace iconfoundry

@@ -11,6 +11,8 @@
 
 class QSettings;
 
+namespace iconfoundry {
+
 // The user's persistent settings, one typed accessor per key. Nothing else in the program talks
 // to QSettings: the keys and their defaults live in this class only.
 //
@@ -66,3 +68,5 @@ public:
 private:
     std::unique_ptr<QSettings> settings_;
 };
+
+} // namespace iconfoundry

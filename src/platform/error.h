@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace iconfoundry {
+
 // What an operation that failed hands back to its caller: a domain and code for programs, and a
 // localized description for the user.
 struct Error
@@ -16,3 +18,5 @@ struct Error
             *out = Error{std::move(domain), code, std::move(description)};
     }
 };
+
+} // namespace iconfoundry

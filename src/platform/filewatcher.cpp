@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #endif
 
+namespace iconfoundry {
+
 void FileWatcher::DeleteLater::operator()(QFileSystemWatcher* watcher) const
 {
     watcher->disconnect();
@@ -103,3 +105,5 @@ void FileWatcher::pathMayHaveChanged()
     // The last statement: a receiver may cancel or restart the watch.
     emit changed(path_);
 }
+
+} // namespace iconfoundry

@@ -6,6 +6,8 @@
 
 class QFileSystemWatcher;
 
+namespace iconfoundry {
+
 // Watches one file and reports every change of what lives at its path: writes, deletion,
 // renaming it away, and a new file put in its place (the atomic save of most editors: write a
 // new file, rename it over the old one). Paths may hold any characters the file system allows.
@@ -67,3 +69,5 @@ private:
     FileState lastState_;
     bool watching_ = false;
 };
+
+} // namespace iconfoundry

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace iconfoundry {
+
 NotificationCenter& NotificationCenter::defaultCenter()
 {
     static NotificationCenter center;
@@ -59,3 +61,5 @@ int NotificationCenter::observerCount() const
     std::lock_guard lock(mutex_);
     return int(registrations_.size());
 }
+
+} // namespace iconfoundry

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <vector>
 
+namespace iconfoundry {
+
 // A notification as handed to observers: its name, an optional object (any copyable value, for
 // example an ImagePtr) and the sender that posted it (may be null).
 struct Notification
@@ -59,3 +61,5 @@ private:
     std::vector<Registration> registrations_;
     quint64 nextId_ = 1;
 };
+
+} // namespace iconfoundry

@@ -3,6 +3,8 @@
 
 #include <QFileDialog>
 
+namespace iconfoundry {
+
 namespace {
 
 QString nameFilter(const QString& description, const QStringList& types)
@@ -67,3 +69,5 @@ void FileDialogPanelPresenter::beginOpenPanel(const OpenPanelOptions& options, C
     });
     dialog->open();
 }
+
+} // namespace iconfoundry

@@ -9,6 +9,8 @@
 
 class QWidget;
 
+namespace iconfoundry {
+
 // The open-panel seam. Panels are begun, not run: beginOpenPanel() returns at once and the
 // completion is called later, on the main thread, with the response and the chosen URLs.
 // Every file or folder question of the program goes through the process-wide PanelPresenter,
@@ -60,3 +62,5 @@ class FileDialogPanelPresenter : public PanelPresenter
 public:
     void beginOpenPanel(const OpenPanelOptions& options, Completion completion) override;
 };
+
+} // namespace iconfoundry

@@ -12,6 +12,8 @@
 #include <plist/plist.h>
 #include <vector>
 
+namespace iconfoundry {
+
 namespace {
 
 constexpr char kBinaryMagic[] = "bplist00";
@@ -555,3 +557,5 @@ std::optional<QVariant> PropertyList::read(const QByteArray& data, QString* erro
     }
     return convert(root, 0, errorDescription);
 }
+
+} // namespace iconfoundry

@@ -5,6 +5,8 @@
 #include <QVariant>
 #include <optional>
 
+namespace iconfoundry {
+
 // Reads XML and binary property lists into Qt values:
 //   array -> QVariantList, dictionary -> QVariantMap, integer -> qint64, real -> double,
 //   string -> QString, boolean -> bool, data -> QByteArray, date -> QDateTime (UTC),
@@ -22,3 +24,5 @@ public:
     static constexpr int kMaximumDepth = 512;
     static constexpr qsizetype kMaximumSize = 64 * 1024 * 1024;
 };
+
+} // namespace iconfoundry

@@ -3,6 +3,8 @@
 #include <memory>
 #include <utility>
 
+namespace iconfoundry {
+
 // One process-wide, replaceable implementation of a platform service: tests install a scripted
 // one, the application runs with the default. Used from the main thread only.
 template <typename Interface>
@@ -30,3 +32,5 @@ private:
         return installed;
     }
 };
+
+} // namespace iconfoundry

@@ -11,6 +11,8 @@
 #include <QRegularExpression>
 #include <QWidget>
 
+namespace iconfoundry {
+
 namespace {
 
 QString translated(const QString& text)
@@ -63,3 +65,5 @@ void TextKeys::apply(QWidget* root)
     for (QAction* action : actions)
         applyToAction(action);
 }
+
+} // namespace iconfoundry

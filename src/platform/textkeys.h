@@ -3,6 +3,8 @@
 class QString;
 class QWidget;
 
+namespace iconfoundry {
+
 // Fills a widget tree built from a layout file with its texts. Layout files hold the dotted keys
 // of the texts ("Menu.File.Open") instead of the texts themselves, so a layout never needs its
 // own translation; apply() replaces each key it finds by Texts::text(key): window titles, label
@@ -17,3 +19,5 @@ public:
     // the first starting with a capital letter.
     static bool isKey(const QString& text);
 };
+
+} // namespace iconfoundry

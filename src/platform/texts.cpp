@@ -14,6 +14,8 @@
 #include <memory>
 #include <vector>
 
+namespace iconfoundry {
+
 namespace {
 
 struct State
@@ -96,3 +98,5 @@ int Texts::installTranslations()
 {
     return ensureInstalled();
 }
+
+} // namespace iconfoundry

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace iconfoundry {
+
 // User-visible texts, looked up by dotted key with qtTrId(). A key without a translation comes
 // back as the key itself.
 //
@@ -20,3 +22,5 @@ public:
     // already done, when there is no application object, or when there are no files).
     static int installTranslations();
 };
+
+} // namespace iconfoundry

@@ -3,6 +3,8 @@
 
 #include <QDesktopServices>
 
+namespace iconfoundry {
+
 bool Workspace::openURL(const QUrl& url)
 {
     return url.isValid() && QDesktopServices::openUrl(url);
@@ -18,3 +20,5 @@ std::unique_ptr<Workspace> Workspace::install(std::unique_ptr<Workspace> workspa
 {
     return Seam<Workspace>::install(std::move(workspace));
 }
+
+} // namespace iconfoundry

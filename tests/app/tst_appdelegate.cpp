@@ -20,6 +20,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace iconfoundry;
+
 namespace {
 
 // Menus in a compact description: "-" is a separator, D the dictation item, P the character

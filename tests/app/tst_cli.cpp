@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace iconfoundry;
+
 class TestCli : public QObject
 {
     Q_OBJECT

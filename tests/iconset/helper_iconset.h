@@ -18,6 +18,8 @@
 #include <mutex>
 #include <vector>
 
+using namespace iconfoundry;
+
 namespace helper {
 
 inline QString fixture(const QString& name)

@@ -12,6 +12,8 @@
 #include <QTest>
 #include <limits>
 
+using namespace iconfoundry;
+
 using namespace helper;
 using namespace Qt::StringLiterals;
 

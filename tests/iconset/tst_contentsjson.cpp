@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace iconfoundry;
+
 using namespace helper;
 using namespace Qt::StringLiterals;
 

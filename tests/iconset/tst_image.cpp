@@ -9,6 +9,8 @@
 #include <cmath>
 #include <sys/stat.h>
 
+using namespace iconfoundry;
+
 using namespace helper;
 using namespace Qt::StringLiterals;
 

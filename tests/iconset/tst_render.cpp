@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QThread>
 
+using namespace iconfoundry;
+
 using namespace helper;
 using namespace Qt::StringLiterals;
 

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+using namespace iconfoundry;
+
 using namespace std::chrono_literals;
 
 // Permits a test hands out, one at a time or for good; a waiter gives up after a timeout.

@@ -18,6 +18,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace iconfoundry;
+
 using namespace std::chrono_literals;
 
 // A file layer with switches for the failures a real disk can produce, and a clock a test can set.

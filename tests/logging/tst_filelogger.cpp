@@ -11,6 +11,8 @@
 #include <sys/xattr.h>
 #include <thread>
 
+using namespace iconfoundry;
+
 namespace {
 
 const std::string kApp = "co.velmora.IconFoundry";

@@ -12,6 +12,8 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace iconfoundry;
+
 namespace {
 
 // Posts through the full path (gate, formatting, queueing) with a flag of our choice.

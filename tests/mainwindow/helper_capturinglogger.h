@@ -9,6 +9,8 @@
 #include <memory>
 #include <mutex>
 
+using namespace iconfoundry;
+
 // Registers a logger with Log for the life of the object that keeps every message (text and
 // flag), so a test can wait for a line with QTRY_. Thread-safe: loggers run on the logging queues.
 class ScopedCapturingLogger

@@ -9,6 +9,8 @@
 #include <QImage>
 #include <memory>
 
+using namespace iconfoundry;
+
 // Scripted user input for driving the window headless: alerts, the open panel, and the image
 // files a user would pick.
 

@@ -20,6 +20,8 @@
 #include <QTest>
 #include <cstdio>
 
+using namespace iconfoundry;
+
 namespace {
 
 const QString kNotSquare = QStringLiteral("The image is not square.");

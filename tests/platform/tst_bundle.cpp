@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace iconfoundry;
+
 class TestBundle : public QObject
 {
     Q_OBJECT

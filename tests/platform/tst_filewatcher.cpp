@@ -8,6 +8,8 @@
 #include <functional>
 #include <map>
 
+using namespace iconfoundry;
+
 namespace {
 
 bool writeFile(const QString& path, const QByteArray& bytes, QIODevice::OpenMode mode = QIODevice::WriteOnly)

@@ -7,6 +7,8 @@
 #include <QTimeZone>
 #include <limits>
 
+using namespace iconfoundry;
+
 namespace {
 
 QByteArray fixture(const QString& name)
