@@ -19,9 +19,9 @@ packages=(
   help2man
   # the installed-tree test checks the desktop entry, the AppStream file and the manual page
   desktop-file-utils appstream man-db groff-base
-  # an X server without a screen for the window tests and scripts/screenshots.sh, a font to draw with,
-  # xdotool to drive the window in the screenshots
-  xvfb xauth fonts-dejavu-core xdotool
+  # an X server without a screen for the window tests and scripts/screenshots.sh, a font to draw with;
+  # xdotool drives the window and ImageMagick's import takes the pictures in scripts/screenshots.sh
+  xvfb xauth fonts-dejavu-core xdotool imagemagick
 )
 
 missing=()
@@ -37,6 +37,7 @@ fi
 SUDO=""
 [ "$(id -u)" -eq 0 ] || SUDO="sudo"
 export DEBIAN_FRONTEND=noninteractive
+echo "setup: installing ${missing[*]}"
 $SUDO apt-get update -qq
 $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
 echo "setup: installed ${missing[*]}"
