@@ -62,7 +62,7 @@ shoot "$main" main-window.png
 # --- The Save to Xcode flow (to be filled in once the window saves icon sets) ---
 # Ask for Save to Xcode and take the folder dialog with an icon-set folder chosen:
 #   project=$home/MyApp/Assets.xcassets/AppIcon.appiconset && mkdir -p "$project"
-#   xdotool key --window "$main" ctrl+shift+s             # the Save to Xcode shortcut
+#   xdotool key --window "$main" ctrl+alt+s               # File > Save to Xcode…
 #   dialog=$(wait_for_window "Save to Xcode")              # the dialog's title
 #   xdotool type --window "$dialog" "$project"
 #   shoot "$dialog" save-to-xcode.png
