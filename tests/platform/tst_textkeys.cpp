@@ -177,6 +177,12 @@ QString sourceRoot()
     return qEnvironmentVariable("ICONFOUNDRY_SOURCE_DIR");
 }
 
+// A small tree of sources and translations whose keys and their faults are written down below.
+QString fixtureRoot()
+{
+    return qEnvironmentVariable("ICONFOUNDRY_TEST_DATA") + QStringLiteral("/textkeys");
+}
+
 QHash<QString, QStringList> projectFamilies(const QString& root)
 {
     // An icon size's description starts with the name of its idiom.
@@ -221,7 +227,7 @@ private slots:
         QFETCH(QString, key);
         QFETCH(QString, place);
         QFETCH(QString, problem);
-        const QString root = qEnvironmentVariable("ICONFOUNDRY_TEST_DATA") + QStringLiteral("/textkeys");
+        const QString root = fixtureRoot();
         const QHash<QString, QStringList> families{
             {QStringLiteral("Fixture.Idiom."),
              plistValues(root + QStringLiteral("/resources/ImageSizes.plist"), QStringLiteral("idiom"))}};
@@ -237,7 +243,7 @@ private slots:
 
     void scannerFindsNothingElse()
     {
-        const QString root = qEnvironmentVariable("ICONFOUNDRY_TEST_DATA") + QStringLiteral("/textkeys");
+        const QString root = fixtureRoot();
         const TextKeyScan withFamily = scanTextKeys(
             root, {{QStringLiteral("Fixture.Idiom."), {QStringLiteral("iphone"), QStringLiteral("watch")}}});
         QCOMPARE(withFamily.uses.size(), 6);
