@@ -14,7 +14,6 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 IMAGES = ROOT / "resources" / "images" / "previews"
 
-SURROUND = "#E3E6EB"
 BODY = "#17181B"
 
 # Placeholder apps: two gradient stops and a glyph, cycled in this order.
@@ -39,7 +38,7 @@ THEMES = {
 
 def shuffled(index):
     """The placeholder for position index: a fixed shuffle, so rows do not repeat one another."""
-    return (index * 7 + (index // len(APPS)) * 5) % len(APPS)
+    return (index * 7 + index // len(APPS)) % len(APPS)
 
 
 def glyph(kind, x, y, s):
@@ -91,10 +90,11 @@ class Svg:
                          f'<stop offset="0" stop-color="{a}"/><stop offset="1" stop-color="{b}"/></linearGradient>')
         return f"url(#{gid})"
 
-    def glow(self, color, opacity):
+    def glow(self, color, opacity, cx, cy, r):
         self.gradients += 1
         gid = f"g{self.gradients}"
-        self.defs.append(f'<radialGradient id="{gid}"><stop offset="0" stop-color="{color}" stop-opacity="{opacity}"/>'
+        self.defs.append(f'<radialGradient id="{gid}" gradientUnits="userSpaceOnUse" cx="{cx}" cy="{cy}" r="{r}">'
+                         f'<stop offset="0" stop-color="{color}" stop-opacity="{opacity}"/>'
                          f'<stop offset="1" stop-color="{color}" stop-opacity="0"/></radialGradient>')
         return f"url(#{gid})"
 
@@ -108,8 +108,8 @@ class Svg:
             + "\n".join(self.body) + "\n</svg>\n")
 
 
-def app_icon(svg, index, x, y, s, radius):
-    top, bottom, kind = APPS[shuffled(index)]
+def app_icon(svg, index, x, y, s, radius, shuffle=True):
+    top, bottom, kind = APPS[shuffled(index) if shuffle else index]
     svg.add(f'<rect x="{x}" y="{y}" width="{s}" height="{s}" rx="{radius}" fill="{svg.gradient(top, bottom)}"/>')
     svg.add(glyph(kind, x, y, s))
 
@@ -120,18 +120,32 @@ def label(svg, theme, cx, y, width=28):
 
 
 def device(svg, theme, body, screen, body_radius, screen_radius):
-    """Surround, device body and wallpaper; returns nothing, draws in place."""
+    """Device body and wallpaper. Around the body the picture stays clear, so the window's own
+    colour shows. Nothing is clipped (not every SVG renderer clips): whatever must stay inside
+    the screen's rounded corners is drawn with them."""
     bx, by, bw, bh = body
     sx, sy, sw, sh = screen
-    svg.add(f'<rect width="{svg.width}" height="{svg.height}" fill="{SURROUND}"/>')
-    svg.add(f'<rect x="{bx}" y="{by+3}" width="{bw}" height="{bh}" rx="{body_radius}" fill="#000000" fill-opacity="0.12"/>')
+    svg.screen = screen
+    svg.screen_radius = screen_radius
+    svg.add(f'<rect x="{bx}" y="{by+3}" width="{bw}" height="{bh}" rx="{body_radius}" fill="#000000" fill-opacity="0.14"/>')
     svg.add(f'<rect x="{bx}" y="{by}" width="{bw}" height="{bh}" rx="{body_radius}" fill="{BODY}" '
             f'stroke="#4A4D55" stroke-width="1.5"/>')
-    svg.defs.append(f'<clipPath id="screen"><rect x="{sx}" y="{sy}" width="{sw}" height="{sh}" rx="{screen_radius}"/></clipPath>')
-    svg.add('<g clip-path="url(#screen)">')
-    svg.add(f'<rect x="{sx}" y="{sy}" width="{sw}" height="{sh}" fill="{svg.gradient(theme["top"], theme["bottom"])}"/>')
-    svg.add(f'<circle cx="{sx + sw*0.15}" cy="{sy + sh*0.22}" r="{max(sw, sh)*0.45}" fill="{svg.glow(theme["glow1"], 0.85)}"/>')
-    svg.add(f'<circle cx="{sx + sw*0.9}" cy="{sy + sh*0.8}" r="{max(sw, sh)*0.5}" fill="{svg.glow(theme["glow2"], 0.8)}"/>')
+    screen_fill(svg, svg.gradient(theme["top"], theme["bottom"]))
+    r = max(sw, sh)
+    screen_fill(svg, svg.glow(theme["glow1"], 0.85, sx + sw * 0.15, sy + sh * 0.22, r * 0.45))
+    screen_fill(svg, svg.glow(theme["glow2"], 0.8, sx + sw * 0.9, sy + sh * 0.8, r * 0.5))
+
+
+def screen_fill(svg, fill, top=0):
+    """Fills the screen from `top` (screen-local) down, keeping its rounded corners."""
+    sx, sy, sw, sh = svg.screen
+    r = svg.screen_radius
+    if top == 0:
+        svg.add(f'<rect x="{sx}" y="{sy}" width="{sw}" height="{sh}" rx="{r}" fill="{fill}"/>')
+        return
+    y, b = sy + top, sy + sh
+    svg.add(f'<path d="M{sx},{y} H{sx+sw} V{b-r} A{r},{r} 0 0 1 {sx+sw-r},{b} H{sx+r} A{r},{r} 0 0 1 {sx},{b-r} Z" '
+            f'fill="{fill}"/>')
 
 
 def status_bar(svg, theme, sx, sy, sw, baseline, size=13, camera=True):
@@ -230,7 +244,6 @@ def phone_screen(name, theme_name, with_watch):
             f'fill-opacity="{theme["dock_opacity"]}"/>')
     for i, col in enumerate(cols):
         app_icon(svg, 7 + i * 3, sx + col, sy + dock_y + 11, icon, radius)
-    svg.add("</g>")
     home_bar(svg, theme, sx + sw / 2, sy + sh - 9, 96)
     svg.write(IMAGES / f"{name}.svg")
 
@@ -271,9 +284,8 @@ def pad_screen(name, theme_name):
     dx = sx + (sw - dock_w) / 2
     svg.add(f'<rect x="{dx}" y="{sy+412}" width="{dock_w}" height="66" rx="24" fill="{theme["dock"]}" '
             f'fill-opacity="{theme["dock_opacity"]}"/>')
-    for i in range(6):
-        app_icon(svg, 3 + i * 5, dx + 14 + i * (icon + 16), sy + 420, icon, radius)
-    svg.add("</g>")
+    for i, app in enumerate((2, 4, 1, 10, 6, 3)):
+        app_icon(svg, app, dx + 14 + i * (icon + 16), sy + 420, icon, radius, shuffle=False)
     home_bar(svg, theme, sx + sw / 2, sy + sh - 7, 130)
     svg.write(IMAGES / f"{name}.svg")
     return {
@@ -294,7 +306,7 @@ def messages_screen(name, theme_name):
     rows = [348, 418, 488]
     svg = Svg(W, H)
     device(svg, theme, (14, 14, 272, 592), (sx, sy, sw, sh), 46, 38)
-    svg.add(f'<rect x="{sx}" y="{sy}" width="{sw}" height="{sh}" fill="{theme["header"]}"/>')
+    screen_fill(svg, theme["header"])
     status_bar(svg, theme, sx, sy, sw, 31)
     ink = theme["ink"]
     # header: back chevron, a contact's avatar and name
@@ -323,7 +335,7 @@ def messages_screen(name, theme_name):
     svg.add(f'<rect x="{sx+46}" y="{sy+268}" width="{sw-58}" height="28" rx="14" fill="{theme["field"]}" '
             f'stroke="{theme["line"]}"/>')
     svg.add(f'<rect x="{sx+60}" y="{sy+280}" width="70" height="5" rx="2.5" fill="{ink}" fill-opacity="0.25"/>')
-    svg.add(f'<rect x="{sx}" y="{sy+304}" width="{sw}" height="{sh-304}" fill="{theme["drawer"]}"/>')
+    screen_fill(svg, theme["drawer"], top=304)
     for i in range(7):
         top, bottom, kind = APPS[(i * 5 + 2) % len(APPS)]
         cx = sx + 24 + i * 35
@@ -341,7 +353,6 @@ def messages_screen(name, theme_name):
             label(svg, theme, x + sw_icon / 2, y + sh_icon + 6, 40)
             n += 1
     page_dots(svg, theme, sx + sw / 2, sy + 557, 2)
-    svg.add("</g>")
     home_bar(svg, theme, sx + sw / 2, sy + sh - 9, 96)
     svg.write(IMAGES / f"{name}.svg")
     return {
