@@ -46,7 +46,8 @@ void TestPreviewMenu::initTestCase()
 {
     QVERIFY(dir_.isValid());
     qputenv("XDG_STATE_HOME", QFile::encodeName(dir_.filePath(QStringLiteral("state"))));
-    Defaults::setStandardUserDefaults(std::make_unique<Defaults>(dir_.filePath(QStringLiteral("settings.ini"))));
+    Defaults::setStandardUserDefaults(
+        std::make_unique<Defaults>(dir_.filePath(QStringLiteral("settings.ini"))));
     delegate_ = std::make_unique<AppDelegate>();
     delegate_->applicationDidFinishLaunching();
 }
@@ -85,9 +86,15 @@ void TestPreviewMenu::menuOpensEachPreview_data()
     QTest::addColumn<QString>("action");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("screenshot");
-    QTest::newRow("phone") << "showPhoneScreenWindow" << "Phone Preview" << "phone";
-    QTest::newRow("pad") << "showPadScreenWindow" << "Pad Preview" << "pad";
-    QTest::newRow("messages") << "showMessagesScreenWindow" << "Messages Preview" << "messages";
+    QTest::newRow("phone") << "showPhoneScreenWindow"
+                           << "Phone Preview"
+                           << "phone";
+    QTest::newRow("pad") << "showPadScreenWindow"
+                         << "Pad Preview"
+                         << "pad";
+    QTest::newRow("messages") << "showMessagesScreenWindow"
+                              << "Messages Preview"
+                              << "messages";
 }
 
 void TestPreviewMenu::menuOpensEachPreview()
@@ -96,8 +103,8 @@ void TestPreviewMenu::menuOpensEachPreview()
     QFETCH(QString, text);
     QFETCH(QString, screenshot);
     ScopedAlertPresenter alerts;
-    QVERIFY(delegate_->applicationOpenFile(Bundle::pathForResource(QStringLiteral("images/SampleIcon"),
-                                                                    QStringLiteral("png"))));
+    QVERIFY(delegate_->applicationOpenFile(
+        Bundle::pathForResource(QStringLiteral("images/SampleIcon"), QStringLiteral("png"))));
     const ImagePtr sample = delegate_->sourceImage();
     QVERIFY(sample);
 
@@ -144,7 +151,8 @@ void TestPreviewMenu::newImagesReachOpenPreviews()
     QVERIFY(delegate_->applicationOpenFile(blue));
     const ImagePtr image = delegate_->sourceImage();
     QCOMPARE(colorOf(image), QColor(Qt::blue));
-    for (const QString action : {"showPhoneScreenWindow", "showPadScreenWindow", "showMessagesScreenWindow"}) {
+    for (const QString action :
+         {"showPhoneScreenWindow", "showPadScreenWindow", "showMessagesScreenWindow"}) {
         BaseScreenImageWindowController* controller = preview(action);
         QVERIFY(controller);
         QCOMPARE(controller->sourceImage(), image);
