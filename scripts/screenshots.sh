@@ -53,11 +53,14 @@ main=$(wait_for_window "IconFoundry")
 xdotool windowsize "$main" 900 600 windowmove "$main" 0 0
 shoot "$main" main-window.png
 
-# --- A preview window (to be filled in once the window has previews) ---
-# Open it the way a user does, e.g. from its menu, then take its picture:
-#   xdotool key --window "$main" ctrl+p                  # the preview's shortcut or menu path
-#   preview=$(wait_for_window "Preview")                 # the preview window's title
-#   shoot "$preview" preview-window.png
+# A preview window: Window > Phone Preview (the menu has no mnemonic; it is opened with a click on
+# its title, the third in the menu bar, and its first item is chosen from the keyboard).
+xdotool mousemove --window "$main" 100 8 click 1
+sleep 0.5
+xdotool key Down Return
+preview=$(wait_for_window "Phone Preview")
+xdotool windowmove "$preview" 0 0
+shoot "$preview" preview-window.png
 
 # --- The Save to Xcode flow (to be filled in once the window saves icon sets) ---
 # Ask for Save to Xcode and take the folder dialog with an icon-set folder chosen:

@@ -67,6 +67,8 @@ TextKeyScan scanTextKeys(const QString& root, const QHash<QString, QStringList>&
     static const QRegularExpression computedCall(
         QStringLiteral("(?:\\bTexts::text|\\bqtTrId)\\((?!\\s*\"[^\"]+\"\\s*\\))"));
     static const QRegularExpression prefix(QStringLiteral("\"([A-Za-z][A-Za-z0-9.-]*\\.)\"\\s*\\+"));
+    static const QRegularExpression tableKey(
+        QStringLiteral("[{,]\\s*\"([A-Za-z][A-Za-z0-9]*(?:\\.[A-Za-z0-9-]+)+)\"\\s*[,}]"));
     static const QRegularExpression layoutString(QStringLiteral("<string\\s+id=\"([^\"]+)\""));
 
     TextKeyScan scan;
@@ -109,9 +111,10 @@ TextKeyScan scanTextKeys(const QString& root, const QHash<QString, QStringList>&
             const auto match = m.next();
             scan.uses.append({match.captured(1), place(match.capturedStart(1))});
         }
+        bool tableKeysTaken = false;
         for (auto m = computedCall.globalMatch(text); m.hasNext();) {
             const auto match = m.next();
-            // The key is put together in the same file from a literal prefix.
+            // The key is put together in the same file from a literal prefix...
             bool known = false;
             for (auto p = prefix.globalMatch(text); p.hasNext();) {
                 const QString start = p.next().captured(1);
@@ -120,6 +123,15 @@ TextKeyScan scanTextKeys(const QString& root, const QHash<QString, QStringList>&
                 known = true;
                 for (const QString& value : families.value(start))
                     scan.uses.append({start + value, place(match.capturedStart())});
+            }
+            // ...or picked from a table of keys in the same file: each dotted literal in a braced list.
+            if (!known && tableKey.match(text).hasMatch()) {
+                known = true;
+                for (auto t = tableKey.globalMatch(text); !tableKeysTaken && t.hasNext();) {
+                    const auto key = t.next();
+                    scan.uses.append({key.captured(1), place(key.capturedStart(1))});
+                }
+                tableKeysTaken = true;
             }
             if (!known)
                 scan.problems.append(place(match.capturedStart()) +
@@ -214,6 +226,12 @@ private slots:
         QTest::newRow("built from a prefix, untranslated") << "Fixture.Idiom.watch"
                                                            << "src/area/widget.cpp:8"
                                                            << "no English text";
+        QTest::newRow("from a table, translated") << "Fixture.Menu.First"
+                                                  << "src/area/menu.cpp:5"
+                                                  << "";
+        QTest::newRow("from a table, untranslated") << "Fixture.Menu.Second"
+                                                    << "src/area/menu.cpp:6"
+                                                    << "no English text";
         QTest::newRow("layout, unfinished") << "Fixture.Unfinished"
                                             << "src/area/widget.ui:5"
                                             << "English text not finished";
@@ -246,11 +264,11 @@ private slots:
         const QString root = fixtureRoot();
         const TextKeyScan withFamily = scanTextKeys(
             root, {{QStringLiteral("Fixture.Idiom."), {QStringLiteral("iphone"), QStringLiteral("watch")}}});
-        QCOMPARE(withFamily.uses.size(), 6);
+        QCOMPARE(withFamily.uses.size(), 8);
         QCOMPARE(withFamily.problems, QStringList{});
         // Without the values of its prefix, the built key cannot be checked and is reported.
         const TextKeyScan without = scanTextKeys(root, {});
-        QCOMPARE(without.uses.size(), 4);
+        QCOMPARE(without.uses.size(), 6);
         QCOMPARE(without.problems,
                  QStringList{QStringLiteral("src/area/widget.cpp:8: a key built at run time")});
     }

@@ -15,6 +15,10 @@
         <source>Empty</source>
         <translation></translation>
     </message>
+    <message id="Fixture.Menu.First">
+        <source>First</source>
+        <translation>First</translation>
+    </message>
     <message id="Fixture.Idiom.iphone">
         <source>iPhone</source>
         <translation>iPhone</translation>
