@@ -136,6 +136,14 @@ QString JsonNode::unquoted(QByteArrayView spelling)
     return out;
 }
 
+QByteArray JsonNode::plainText() const
+{
+    // Without a backslash nothing is escaped, and the text holds no character quoted() escapes.
+    if (!isString() || !text_.contains('\\'))
+        return text_;
+    return quoted(unquoted(text_));
+}
+
 std::vector<JsonNode::Member>::const_iterator JsonNode::lowerBound(QStringView key) const
 {
     return std::lower_bound(members_.cbegin(), members_.cend(), key,
@@ -144,6 +152,14 @@ std::vector<JsonNode::Member>::const_iterator JsonNode::lowerBound(QStringView k
 
 const JsonNode* JsonNode::member(QStringView key) const
 {
+    // Entries have a handful of members: equality, which compares lengths first, beats ordering.
+    if (members_.size() <= 8) {
+        for (const Member& member : members_) {
+            if (member.key == key)
+                return &member.value;
+        }
+        return nullptr;
+    }
     const auto it = lowerBound(key);
     return it != members_.cend() && it->key == key ? &it->value : nullptr;
 }

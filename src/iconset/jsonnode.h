@@ -51,6 +51,9 @@ public:
     const QByteArray& text() const { return text_; }
     // A string's value; empty for anything else.
     QString toString() const { return isString() ? unquoted(text_) : QString(); }
+    // A string's spelling as quoted() spells its value: equal for equal values, however they
+    // were escaped. Cheap for strings without escapes, which are spelled so already.
+    QByteArray plainText() const;
 
     // Arrays.
     std::vector<JsonNode>& elements() { return elements_; }

@@ -25,7 +25,7 @@ std::optional<SlotIndex::Slot> SlotIndex::slotOf(const JsonNode& entry)
     const JsonNode* scale = entry.member(u"scale");
     if (!idiom || !idiom->isString() || !size || !size->isString() || !scale || !scale->isString())
         return std::nullopt;
-    return Slot{idiom->toString(), size->toString(), scale->toString()};
+    return Slot{idiom->plainText(), size->plainText(), scale->plainText()};
 }
 
 qsizetype SlotIndex::firstHolder(const JsonNode& entry) const
@@ -43,7 +43,7 @@ bool SlotIndex::heldByOtherFile(const JsonNode& entry) const
     if (holders.names != 1)
         return holders.names > 1;
     const JsonNode* mine = fileNameOf(entry);
-    return !mine || !mine->isString() || mine->toString() != holders.name;
+    return !mine || !mine->isString() || mine->plainText() != holders.name;
 }
 
 void SlotIndex::add(const JsonNode& entry, qsizetype index)
@@ -61,8 +61,8 @@ void SlotIndex::add(const JsonNode& entry, qsizetype index)
     if (!theirs->isString())
         holders.names = 2;
     else if (holders.names == 0)
-        holders = Holders{holders.first, 1, theirs->toString()};
-    else if (theirs->toString() != holders.name)
+        holders = Holders{holders.first, 1, theirs->plainText()};
+    else if (theirs->plainText() != holders.name)
         holders.names = 2;
 }
 

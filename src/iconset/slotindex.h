@@ -33,11 +33,13 @@ public:
     void add(const JsonNode& entry, qsizetype index);
 
 private:
+    // The plain spellings (JsonNode::plainText) of "idiom", "size" and "scale": equal texts,
+    // equal spellings.
     struct Slot
     {
-        QString idiom;
-        QString size;
-        QString scale;
+        QByteArray idiom;
+        QByteArray size;
+        QByteArray scale;
         bool operator==(const Slot&) const = default;
     };
     friend size_t qHash(const Slot& slot, size_t seed)
@@ -50,7 +52,7 @@ private:
         qsizetype first = -1;
         // The file names of the slot's entries: none, exactly one text (name), or more than that.
         int names = 0;
-        QString name;
+        QByteArray name; // plain spelling
     };
 
     static std::optional<Slot> slotOf(const JsonNode& entry);
