@@ -32,7 +32,7 @@ public:
     struct Member;
 
     JsonNode() = default;
-    JsonNode(Type type, QByteArray text = {}) : type_(type), text_(std::move(text)) {}
+    explicit JsonNode(Type type, QByteArray text = {}) : type_(type), text_(std::move(text)) {}
 
     // A new string, spelled the way the writer spells strings.
     static JsonNode fromString(const QString& text) { return JsonNode(Type::String, quoted(text)); }
