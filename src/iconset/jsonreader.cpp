@@ -185,21 +185,25 @@ private:
             out = std::move(node);
             return true;
         }
-        for (;;) {
+        for (bool done = false; !done;) {
             node.elements().emplace_back();
-            if (!value(node.elements().back(), depth + 1))
+            if (!value(node.elements().back(), depth + 1) || !next(']', "unterminated array", done))
                 return false;
-            skipSpace();
-            if (p_ == end_)
-                return syntax("unterminated array");
-            if (*p_ == ']')
-                break;
-            if (*p_ != ',')
-                return syntax("missing value separator");
-            ++p_;
         }
-        ++p_;
         out = std::move(node);
+        return true;
+    }
+
+    // Moves past what follows a member or an element: a comma, or the closing bracket (done).
+    bool next(char close, const char* unterminated, bool& done)
+    {
+        skipSpace();
+        if (p_ == end_)
+            return syntax(unterminated);
+        done = *p_ == close;
+        if (!done && *p_ != ',')
+            return syntax("missing value separator");
+        ++p_;
         return true;
     }
 
@@ -214,7 +218,7 @@ private:
             out = JsonNode(JsonNode::Type::Object);
             return true;
         }
-        for (;;) {
+        for (bool done = false; !done;) {
             skipSpace();
             if (p_ == end_)
                 return syntax("unterminated object");
@@ -234,16 +238,9 @@ private:
                 return false;
             members.push_back(std::move(member));
             keyPositions.push_back(keyStart);
-            skipSpace();
-            if (p_ == end_)
-                return syntax("unterminated object");
-            if (*p_ == '}')
-                break;
-            if (*p_ != ',')
-                return syntax("missing value separator");
-            ++p_;
+            if (!next('}', "unterminated object", done))
+                return false;
         }
-        ++p_;
         return sortMembers(out, members, keyPositions);
     }
 

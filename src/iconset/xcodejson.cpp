@@ -96,6 +96,8 @@ QByteArray numberText(const QJsonValue& v)
 
 bool makeNode(const QJsonValue& v, JsonNode& out, int depth, Error* error)
 {
+    if ((v.isArray() || v.isObject()) && depth > XcodeJSON::maxDepth)
+        return tooDeep(error);
     switch (v.type()) {
     case QJsonValue::Null:
     case QJsonValue::Undefined:
@@ -117,8 +119,6 @@ bool makeNode(const QJsonValue& v, JsonNode& out, int depth, Error* error)
         out = JsonNode::fromString(v.toString());
         return true;
     case QJsonValue::Array: {
-        if (depth > XcodeJSON::maxDepth)
-            return tooDeep(error);
         JsonNode array(JsonNode::Type::Array);
         const QJsonArray elements = v.toArray();
         array.elements().resize(size_t(elements.size()));
@@ -130,8 +130,6 @@ bool makeNode(const QJsonValue& v, JsonNode& out, int depth, Error* error)
         return true;
     }
     case QJsonValue::Object: {
-        if (depth > XcodeJSON::maxDepth)
-            return tooDeep(error);
         JsonNode object(JsonNode::Type::Object);
         const QJsonObject members = v.toObject();
         for (auto it = members.begin(); it != members.end(); ++it) {
