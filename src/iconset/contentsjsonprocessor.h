@@ -89,7 +89,8 @@ public:
         ValueNotString,
         NestedTooDeep, // valid JSON that the writer could not write back
         DuplicateKey,  // one of the values would be lost
-                      // The folder cannot take the file.
+
+        // The folder cannot take the file.
         FolderMissing = 20,
         FolderIsFile,
         // Writing failed.
