@@ -29,7 +29,7 @@ constexpr unsigned long kMaximumNumberOfLogFiles = 7; // a week of logs
 
 } // namespace
 
-AppDelegate::AppDelegate(QObject* parent) : QObject(parent)
+AppDelegate::AppDelegate(QObject* parent) : QObject(parent), systemLogger_(SystemLogger::sharedInstance())
 {
     if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         app->setQuitOnLastWindowClosed(applicationShouldTerminateAfterLastWindowClosed());
@@ -46,7 +46,7 @@ AppDelegate::~AppDelegate()
 void AppDelegate::applicationDidFinishLaunching()
 {
     // Loggers first, each admitting every level, so that everything after them is logged.
-    Log::addLogger(SystemLogger::sharedInstance());
+    Log::addLogger(systemLogger_);
     Log::addLogger(ConsoleLogger::sharedInstance());
     LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
     auto logFileManager = std::make_shared<LogFileManagerDefault>();

@@ -1,3 +1,4 @@
+#include "common/testsupport.h"
 #include "helper_runiconfoundry.h"
 
 #include <QDirIterator>
@@ -8,6 +9,8 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace iconfoundry::test;
 
 namespace {
 
