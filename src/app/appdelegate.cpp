@@ -45,7 +45,7 @@ void showPreview(std::unique_ptr<Controller>& controller, const ImagePtr& source
 
 } // namespace
 
-AppDelegate::AppDelegate(QObject* parent) : QObject(parent)
+AppDelegate::AppDelegate(QObject* parent) : QObject(parent), systemLogger_(SystemLogger::sharedInstance())
 {
     if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         app->setQuitOnLastWindowClosed(applicationShouldTerminateAfterLastWindowClosed());
@@ -62,7 +62,7 @@ AppDelegate::~AppDelegate()
 void AppDelegate::applicationDidFinishLaunching()
 {
     // Loggers first, each admitting every level, so that everything after them is logged.
-    Log::addLogger(SystemLogger::sharedInstance());
+    Log::addLogger(systemLogger_);
     Log::addLogger(ConsoleLogger::sharedInstance());
     LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
     auto logFileManager = std::make_shared<LogFileManagerDefault>();

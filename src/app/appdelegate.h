@@ -14,6 +14,7 @@ namespace iconfoundry {
 class ContentsJSONProcessor;
 class FileLogger;
 class ImageProcessor;
+class Logger;
 class MainWindowController;
 class MessagesScreenWindowController;
 class PadScreenWindowController;
@@ -81,11 +82,17 @@ public:
     ImageProcessor* imageProcessor() const { return imageProcessor_.get(); }
     ContentsJSONProcessor* contentsJSONProcessor() const { return contentsJSONProcessor_.get(); }
     const std::shared_ptr<FileLogger>& fileLogger() const { return fileLogger_; }
+    // The logger added first at launch: the system log's shared instance unless replaced before
+    // launch (tests hand in one that keeps its lines, so that a test run writes nothing to the
+    // system journal).
+    const std::shared_ptr<Logger>& systemLogger() const { return systemLogger_; }
+    void setSystemLogger(std::shared_ptr<Logger> logger) { systemLogger_ = std::move(logger); }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    std::shared_ptr<Logger> systemLogger_;
     std::shared_ptr<FileLogger> fileLogger_;
     std::unique_ptr<ContentsJSONProcessor> contentsJSONProcessor_;
     std::unique_ptr<ImageProcessor> imageProcessor_;

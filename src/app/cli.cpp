@@ -8,13 +8,16 @@
 #include "platform/texts.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
 #include <QTextStream>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 namespace iconfoundry {
 
@@ -219,6 +222,34 @@ int runVersion(const QStringList&)
     return Success;
 }
 
+// Letters added, dropped, changed or swapped with a neighbour to turn a into b.
+int editDistance(const QString& a, const QString& b)
+{
+    const qsizetype n = a.size(), m = b.size();
+    std::vector<std::vector<int>> d(n + 1, std::vector<int>(m + 1));
+    for (qsizetype i = 0; i <= n; ++i)
+        d[i][0] = int(i);
+    for (qsizetype j = 0; j <= m; ++j)
+        d[0][j] = int(j);
+    for (qsizetype i = 1; i <= n; ++i) {
+        for (qsizetype j = 1; j <= m; ++j) {
+            const int change = a.at(i - 1) == b.at(j - 1) ? 0 : 1;
+            d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + change});
+            if (i > 1 && j > 1 && a.at(i - 1) == b.at(j - 2) && a.at(i - 2) == b.at(j - 1))
+                d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+        }
+    }
+    return d[n][m];
+}
+
+// A file the window should open: one that exists, or a name with a folder or an extension, which
+// a user means as a file even when it is missing (the window then says it cannot be opened).
+bool namesFile(const QString& argument)
+{
+    return argument.contains(QLatin1Char('/')) || !QFileInfo(argument).suffix().isEmpty() ||
+           QFileInfo::exists(argument);
+}
+
 void addConsoleLoggerIfAsked()
 {
     const QByteArray wanted = qgetenv("ICONFOUNDRY_LOG_CONSOLE");
@@ -232,7 +263,66 @@ bool isCommandLineInvocation(int argc, char** argv)
 {
     if (argc < 2 || !argv || !argv[1])
         return false;
-    return findCommand(argv[1]) != nullptr;
+    if (findCommand(argv[1]))
+        return true;
+    const QString first = QString::fromLocal8Bit(argv[1]);
+    if (first.isEmpty())
+        return false;
+    // Options belong to Qt ("-platform", "-style") unless they are a slip of ours ("--verison").
+    if (first.startsWith(QLatin1Char('-')))
+        return !closestCommand(first).isEmpty();
+    return !namesFile(first);
+}
+
+QString closestCommand(const QString& word)
+{
+    constexpr int kFarthest = 2;
+    const QString typed = word.toLower();
+    QString best;
+    int bestDistance = kFarthest + 1;
+    for (const Command& command : kCommands) {
+        if (!command.summary)
+            continue; // an alias, suggested under its full name
+        const QString name = QString::fromLatin1(command.name);
+        const int distance = editDistance(typed, name);
+        if (distance < bestDistance) {
+            best = name;
+            bestDistance = distance;
+        }
+    }
+    return best;
+}
+
+QString missingDisplayReason(int argc, char** argv)
+{
+#if defined(Q_OS_UNIX) && !defined(Q_OS_DARWIN)
+    QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    bool displayArgument = false;
+    for (int i = 1; i + 1 < argc; ++i) {
+        const QByteArray option = argv[i];
+        if (option == "-platform" || option == "--platform")
+            platform = argv[i + 1];
+        else if (option == "-display" || option == "--display")
+            displayArgument = true;
+    }
+    // Other platforms (offscreen, wayland, vnc, a list to fall back on) report their own problems;
+    // X11, the default, aborts the process without a display.
+    const QByteArray name = platform.split(':').constFirst();
+    if (!name.isEmpty() && name != "xcb")
+        return {};
+    if (displayArgument || !qgetenv("DISPLAY").isEmpty())
+        return {};
+    if (name.isEmpty() && !qgetenv("WAYLAND_DISPLAY").isEmpty())
+        return {};
+    return QStringLiteral("no display to show the window on (%1 not set); 'iconfoundry generate' "
+                          "works without one, or set QT_QPA_PLATFORM=offscreen")
+        .arg(name.isEmpty() ? QStringLiteral("DISPLAY and WAYLAND_DISPLAY are")
+                            : QStringLiteral("DISPLAY is"));
+#else
+    Q_UNUSED(argc);
+    Q_UNUSED(argv);
+    return {};
+#endif
 }
 
 int runCommandLine(int argc, char** argv)
@@ -249,8 +339,12 @@ int runCommandLine(int argc, char** argv)
     if (command) {
         code = command->run(arguments);
     } else {
-        err() << "iconfoundry: '" << (argc >= 2 ? argv[1] : "")
-              << "' is not a command; see 'iconfoundry --help'\n";
+        const QString typed = argc >= 2 ? QString::fromLocal8Bit(argv[1]) : QString();
+        const QString meant = closestCommand(typed);
+        err() << "iconfoundry: '" << typed << "' is "
+              << (meant.isEmpty() ? QStringLiteral("neither a command nor an existing file.")
+                                  : QStringLiteral("not a command; did you mean '%1'?").arg(meant))
+              << " See 'iconfoundry --help'.\n";
     }
     out().flush();
     err().flush();

@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <cstdio>
 
 using namespace iconfoundry;
 
@@ -30,6 +31,11 @@ int main(int argc, char** argv)
 {
     if (isCommandLineInvocation(argc, argv))
         return runCommandLine(argc, argv);
+    // Qt aborts when it finds no display; say so in one line instead.
+    if (const QString reason = missingDisplayReason(argc, argv); !reason.isEmpty()) {
+        std::fprintf(stderr, "iconfoundry: %s\n", qPrintable(reason));
+        return 1;
+    }
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("iconfoundry"));

@@ -12,11 +12,6 @@ struct Run
     QString err;
 };
 
-inline QString testData(const QString& name)
-{
-    return QDir(qEnvironmentVariable("ICONFOUNDRY_TEST_DATA")).filePath(name);
-}
-
 inline QString iconFoundryBinary()
 {
     return QDir(qEnvironmentVariable("ICONFOUNDRY_BINARY_DIR")).filePath(QStringLiteral("iconfoundry"));

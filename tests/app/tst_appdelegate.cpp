@@ -1,5 +1,6 @@
 #include "app/appdelegate.h"
 #include "app/editmenutrimmer.h"
+#include "common/testsupport.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "logging/consolelogger.h"
 #include "logging/filelogger.h"
@@ -20,6 +21,7 @@
 #include <QTest>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 namespace {
 
@@ -66,7 +68,12 @@ private slots:
     void opensFiles();
 
 private:
+    // A delegate after launch, made by the first test that needs one.
+    AppDelegate* launchedDelegate();
+
     QTemporaryDir dir_;
+    std::optional<ScopedEnvironmentVariable> stateHome_;
+    std::shared_ptr<RecordingLogger> systemLog_ = std::make_shared<RecordingLogger>();
     std::unique_ptr<AppDelegate> delegate_;
 };
 
@@ -74,7 +81,7 @@ void TestAppDelegate::initTestCase()
 {
     QVERIFY(dir_.isValid());
     // Log files and settings of this run stay in the temporary folder.
-    qputenv("XDG_STATE_HOME", QFile::encodeName(dir_.filePath(QStringLiteral("state"))));
+    stateHome_.emplace("XDG_STATE_HOME", QFile::encodeName(dir_.filePath(QStringLiteral("state"))));
     Defaults::setStandardUserDefaults(
         std::make_unique<Defaults>(dir_.filePath(QStringLiteral("settings.ini"))));
 }
@@ -93,6 +100,18 @@ void TestAppDelegate::cleanupTestCase()
     Log::flushLog();
     Log::removeAllLoggers();
     Defaults::setStandardUserDefaults(nullptr);
+    stateHome_.reset();
+}
+
+AppDelegate* TestAppDelegate::launchedDelegate()
+{
+    if (!delegate_) {
+        Log::removeAllLoggers();
+        delegate_ = std::make_unique<AppDelegate>();
+        delegate_->setSystemLogger(systemLog_);
+        delegate_->applicationDidFinishLaunching();
+    }
+    return delegate_.get();
 }
 
 void TestAppDelegate::trimsTheEditMenu_data()
@@ -143,14 +162,15 @@ void TestAppDelegate::trimsTheEditMenu()
 void TestAppDelegate::startsUpInOrder()
 {
     ScopedAlertPresenter alerts;
-    Log::removeAllLoggers();
-    delegate_ = std::make_unique<AppDelegate>();
+    // Unless told otherwise the delegate logs to the system log.
+    QCOMPARE(AppDelegate().systemLogger(), std::static_pointer_cast<Logger>(SystemLogger::sharedInstance()));
+    delegate_.reset();
+    launchedDelegate();
     QVERIFY(qApp->quitOnLastWindowClosed());
-    delegate_->applicationDidFinishLaunching();
 
     const auto loggers = Log::allLoggers();
     QCOMPARE(loggers.size(), size_t(3));
-    QVERIFY(std::dynamic_pointer_cast<SystemLogger>(loggers.at(0)));
+    QCOMPARE(loggers.at(0), std::static_pointer_cast<Logger>(systemLog_));
     QVERIFY(std::dynamic_pointer_cast<ConsoleLogger>(loggers.at(1)));
     const auto fileLogger = delegate_->fileLogger();
     QCOMPARE(loggers.at(2), std::static_pointer_cast<Logger>(fileLogger));
@@ -191,9 +211,8 @@ void TestAppDelegate::opensFiles()
     QFETCH(QString, how);
     QFETCH(QString, name);
     QFETCH(bool, decodes);
-    QVERIFY(delegate_);
     ScopedAlertPresenter alerts;
-    MainWindowController* controller = delegate_->mainWindowController();
+    MainWindowController* controller = launchedDelegate()->mainWindowController();
     QVERIFY(
         delegate_->applicationOpenFile(writeImage(dir_.filePath(QStringLiteral("before.png")), 1024, 1024)));
     const ImagePtr previous = controller->sourceImage();

@@ -1,4 +1,5 @@
 #include "app/cli.h"
+#include "common/testsupport.h"
 #include "helper_runiconfoundry.h"
 
 #include <QFile>
@@ -10,6 +11,7 @@
 #include <QTest>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 class TestCli : public QObject
 {
@@ -18,6 +20,8 @@ class TestCli : public QObject
 private slots:
     void recognisesCommands_data();
     void recognisesCommands();
+    void suggestsTheClosestCommand_data();
+    void suggestsTheClosestCommand();
     void listsTheCatalogue();
     void reportsProblems_data();
     void reportsProblems();
@@ -36,9 +40,18 @@ void TestCli::recognisesCommands_data()
     QTest::newRow("a file to open") << QList<QByteArray>{"iconfoundry", "/tmp/list"} << false;
     QTest::newRow("a file named like nothing")
         << QList<QByteArray>{"iconfoundry", "icon.png", "list"} << false;
-    QTest::newRow("other case") << QList<QByteArray>{"iconfoundry", "List"} << false;
+    QTest::newRow("missing image") << QList<QByteArray>{"iconfoundry", "nope.png"} << false;
+    QTest::newRow("hidden file") << QList<QByteArray>{"iconfoundry", ".icon"} << false;
+    QTest::newRow("relative folder") << QList<QByteArray>{"iconfoundry", "art/icon"} << false;
+    QTest::newRow("existing file without extension") << QList<QByteArray>{"iconfoundry", "lsit"} << false;
+    QTest::newRow("mistyped command") << QList<QByteArray>{"iconfoundry", "genrate", "icon.png"} << true;
+    QTest::newRow("other case") << QList<QByteArray>{"iconfoundry", "List"} << true;
+    QTest::newRow("a word that is no file") << QList<QByteArray>{"iconfoundry", "icon"} << true;
+    QTest::newRow("mistyped option") << QList<QByteArray>{"iconfoundry", "--verison"} << true;
     QTest::newRow("empty argument") << QList<QByteArray>{"iconfoundry", ""} << false;
     QTest::newRow("qt option") << QList<QByteArray>{"iconfoundry", "-platform", "offscreen"} << false;
+    QTest::newRow("session option") << QList<QByteArray>{"iconfoundry", "-session", "1a2b"} << false;
+    QTest::newRow("other option") << QList<QByteArray>{"iconfoundry", "--verbose"} << false;
 }
 
 void TestCli::recognisesCommands()
@@ -48,7 +61,50 @@ void TestCli::recognisesCommands()
     for (QByteArray& argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
-    QTEST(isCommandLineInvocation(int(arguments.size()), argv.data()), "expected");
+    // Bare names are looked up in the current folder, which holds a file named "lsit" for this.
+    QTemporaryDir folder;
+    QVERIFY(QFile(folder.filePath("lsit")).open(QIODevice::WriteOnly));
+    const QString previous = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder.path()));
+    const bool recognised = isCommandLineInvocation(int(arguments.size()), argv.data());
+    QVERIFY(QDir::setCurrent(previous));
+    QTEST(recognised, "expected");
+}
+
+void TestCli::suggestsTheClosestCommand_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("suggested");
+    QTest::newRow("letter dropped") << "genrate"
+                                    << "generate";
+    QTest::newRow("letter added") << "generated"
+                                  << "generate";
+    QTest::newRow("letters swapped") << "lsit"
+                                     << "list";
+    QTest::newRow("letter changed") << "lust"
+                                    << "list";
+    QTest::newRow("two letters dropped") << "ls"
+                                         << "list";
+    QTest::newRow("capitals") << "GENERATE"
+                              << "generate";
+    QTest::newRow("help") << "--hepl"
+                          << "--help";
+    QTest::newRow("version, one dash") << "-version"
+                                       << "--version";
+    QTest::newRow("three letters off") << "gen"
+                                       << "";
+    QTest::newRow("unrelated") << "icon"
+                               << "";
+    QTest::newRow("short alias is not suggested") << "-j"
+                                                  << "";
+    QTest::newRow("empty") << ""
+                           << "";
+}
+
+void TestCli::suggestsTheClosestCommand()
+{
+    QFETCH(QString, typed);
+    QTEST(closestCommand(typed), "suggested");
 }
 
 void TestCli::listsTheCatalogue()
@@ -92,7 +148,7 @@ void TestCli::reportsProblems_data()
 {
     QTest::addColumn<QStringList>("arguments");
     // "empty": no resources; "broken sizes": a truncated sizes list; with "console" the log goes
-    // to standard error.
+    // to standard error; "no display": DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM empty.
     QTest::addColumn<QString>("resources");
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("stdoutPattern");
@@ -123,6 +179,25 @@ void TestCli::reportsProblems_data()
     QTest::newRow("broken sizes, logged")
         << QStringList{"list"} << "broken sizes console" << 1 << nothing
         << "Error reading data from file '[^']*ImageSizes\\.plist', error = '[^']+'";
+    QTest::newRow("mistyped command")
+        << QStringList{"genrate", "icon.png", "--out", "."} << own << 2 << nothing
+        << "^iconfoundry: 'genrate' is not a command; did you mean 'generate'\\? See 'iconfoundry "
+           "--help'\\.\\n$";
+    QTest::newRow("mistyped option")
+        << QStringList{"--verison"} << own << 2 << nothing
+        << "^iconfoundry: '--verison' is not a command; did you mean '--version'\\?";
+    QTest::newRow("word that is neither command nor file")
+        << QStringList{"icon"} << own << 2 << nothing
+        << "^iconfoundry: 'icon' is neither a command nor an existing file\\. See 'iconfoundry "
+           "--help'\\.\\n$";
+    QTest::newRow("no display") << QStringList{} << "no display" << 1 << nothing
+                                << "^iconfoundry: no display to show the window on \\(DISPLAY and "
+                                   "WAYLAND_DISPLAY are not set\\)[^\\n]*\\n$";
+    QTest::newRow("no display, file named")
+        << QStringList{"icon.png"} << "no display" << 1 << nothing << "^iconfoundry: no display[^\\n]*\\n$";
+    QTest::newRow("no display for X11")
+        << QStringList{"-platform", "xcb"} << "no display" << 1 << nothing
+        << "^iconfoundry: no display to show the window on \\(DISPLAY is not set\\)[^\\n]*\\n$";
     QTest::newRow("nothing logged by default")
         << QStringList{"list"} << "broken sizes" << 1 << nothing << "^iconfoundry list: [^\\n]*\\n$";
 }
@@ -138,7 +213,11 @@ void TestCli::reportsProblems()
     QTemporaryDir folder;
     QVERIFY(folder.isValid());
     QStringList environment;
-    if (!resources.isEmpty())
+    if (resources == QLatin1String("no display"))
+        environment << "DISPLAY="
+                    << "WAYLAND_DISPLAY="
+                    << "QT_QPA_PLATFORM=";
+    else if (!resources.isEmpty())
         environment.append(QStringLiteral("ICONFOUNDRY_RESOURCE_DIR=") + folder.path());
     if (resources.contains(QLatin1String("console")))
         environment.append(QStringLiteral("ICONFOUNDRY_LOG_CONSOLE=1"));

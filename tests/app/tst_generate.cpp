@@ -1,3 +1,4 @@
+#include "common/testsupport.h"
 #include "helper_runiconfoundry.h"
 
 #include <QDirIterator>
@@ -9,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
+
+using namespace iconfoundry::test;
 
 namespace {
 

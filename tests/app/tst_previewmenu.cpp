@@ -1,4 +1,5 @@
 #include "app/appdelegate.h"
+#include "common/testsupport.h"
 #include "logging/log.h"
 #include "mainwindow/helper_scriptedalerts.h"
 #include "mainwindow/mainwindowcontroller.h"
@@ -19,6 +20,7 @@
 #include <QTest>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 // The Window menu of the running application opens the three previews with the main window's
 // image, and later images reach the open previews. With ICONFOUNDRY_SCREENSHOT_DIR set, each
@@ -39,16 +41,18 @@ private:
     BaseScreenImageWindowController* preview(const QString& action) const;
 
     QTemporaryDir dir_;
+    std::optional<ScopedEnvironmentVariable> stateHome_;
     std::unique_ptr<AppDelegate> delegate_;
 };
 
 void TestPreviewMenu::initTestCase()
 {
     QVERIFY(dir_.isValid());
-    qputenv("XDG_STATE_HOME", QFile::encodeName(dir_.filePath(QStringLiteral("state"))));
+    stateHome_.emplace("XDG_STATE_HOME", QFile::encodeName(dir_.filePath(QStringLiteral("state"))));
     Defaults::setStandardUserDefaults(
         std::make_unique<Defaults>(dir_.filePath(QStringLiteral("settings.ini"))));
     delegate_ = std::make_unique<AppDelegate>();
+    delegate_->setSystemLogger(std::make_shared<RecordingLogger>()); // nothing into the system journal
     delegate_->applicationDidFinishLaunching();
 }
 
@@ -58,6 +62,7 @@ void TestPreviewMenu::cleanupTestCase()
     Log::flushLog();
     Log::removeAllLoggers();
     Defaults::setStandardUserDefaults(nullptr);
+    stateHome_.reset();
 }
 
 void TestPreviewMenu::opensBeforeAnyImage()

@@ -1,13 +1,11 @@
 #pragma once
 
-// Shared by the iconset tests, written independently of the code under test: fixtures, synthetic
-// images whose pixels name their source position, a PNG header reader, builders, a recording logger.
+// Shared by the iconset tests, written independently of the code under test: synthetic images
+// whose pixels name their source position, a PNG header reader, builders.
 
+#include "common/testsupport.h"
 #include "iconset/imagecategory.h"
 #include "iconset/imagesize.h"
-#include "logging/log.h"
-#include "logging/logger.h"
-#include "logging/logmessage.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,23 +13,12 @@
 #include <QPainter>
 #include <QRadialGradient>
 #include <QtEndian>
-#include <mutex>
-#include <vector>
 
 using namespace iconfoundry;
 
 namespace helper {
 
-inline QString fixture(const QString& name)
-{
-    return QDir(qEnvironmentVariable("ICONFOUNDRY_TEST_DATA")).filePath(name);
-}
-
-inline QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using namespace iconfoundry::test;
 
 // Every entry of a folder, hidden ones included, sorted: catches left-over temporary files.
 inline QStringList entriesIn(const QString& folder)
@@ -149,31 +136,5 @@ inline QList<ImageCategory> categories(const QString& ids)
         list.append(ImageCategory(id.toLongLong(), QStringLiteral("Category ") + id, std::nullopt));
     return list;
 }
-
-// Records every message; texts() first waits until everything logged so far was delivered.
-class RecordingLogger : public Logger
-{
-public:
-    void logMessage(const LogMessage& message) override
-    {
-        std::lock_guard lock(mutex_);
-        lines_.push_back({message.flag(), message.function(), QString::fromStdString(message.message())});
-    }
-    QStringList texts(unsigned flag, const char* function = nullptr)
-    {
-        Log::flushLog();
-        std::lock_guard lock(mutex_);
-        QStringList out;
-        for (const auto& [lineFlag, lineFunction, text] : lines_) {
-            if (lineFlag == flag && (!function || lineFunction == function))
-                out.append(text);
-        }
-        return out;
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::tuple<unsigned, std::string, QString>> lines_;
-};
 
 } // namespace helper

@@ -280,7 +280,7 @@ private slots:
     void recordsFromResource()
     {
         QFETCH(QString, file);
-        QVERIFY(QFile::copy(fixture(file), resources_->filePath("ImageSizes.plist")));
+        QVERIFY(QFile::copy(testData(file), resources_->filePath("ImageSizes.plist")));
         Bundle::setResourceDirectory(resources_->path());
 
         ImageProcessor processor;
@@ -351,7 +351,7 @@ private slots:
         else if (file.isEmpty())
             QVERIFY(out.open(QIODevice::WriteOnly) && out.write(content) == content.size());
         else
-            QVERIFY(QFile::copy(fixture(file), path));
+            QVERIFY(QFile::copy(testData(file), path));
         out.close();
         Bundle::setResourceDirectory(resources_->path());
 

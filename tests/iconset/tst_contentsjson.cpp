@@ -688,7 +688,7 @@ private:
     QString folderWith(const QString& file)
     {
         dir_ = std::make_unique<QTemporaryDir>(QDir::tempPath() + u"/icons %1 %2F-XXXXXX"_s);
-        if (!file.isEmpty() && !QFile::copy(fixture(file), dir_->filePath(u"Contents.json"_s)))
+        if (!file.isEmpty() && !QFile::copy(testData(file), dir_->filePath(u"Contents.json"_s)))
             qFatal("cannot copy %s", qPrintable(file));
         return dir_->path();
     }

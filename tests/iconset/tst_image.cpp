@@ -65,7 +65,7 @@ private slots:
     {
         QFETCH(QString, file);
         QFETCH(QSizeF, points);
-        const ImagePtr image = Image::fromFile(fixture(file));
+        const ImagePtr image = Image::fromFile(testData(file));
         QVERIFY(image);
         QCOMPARE((image->size() * 100).toSize(), (points * 100).toSize()); // to a hundredth of a point
     }
@@ -96,7 +96,7 @@ private slots:
         const QString path = dir.filePath("%1 %2F " + file);
         const bool fifo = file == QLatin1String("fifo.png");
         QVERIFY(fifo ? ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0
-                     : !QFileInfo::exists(fixture(file)) || QFile::copy(fixture(file), path));
+                     : !QFileInfo::exists(testData(file)) || QFile::copy(testData(file), path));
         Error error;
         QVERIFY(!Image::fromFile(path, &error));
         QCOMPARE(error.domain, Image::errorDomain());
@@ -223,7 +223,7 @@ private slots:
     // A cut of an SVG cuts the vector too: the 0.75 band leaves out the red top rows entirely.
     void svgCutKeepsTheVector()
     {
-        const ImagePtr bands = Image::fromFile(fixture("red-top-green-bottom.svg"));
+        const ImagePtr bands = Image::fromFile(testData("red-top-green-bottom.svg"));
         QVERIFY(bands && bands->hasVector());
         const ImagePtr band = bands->imageInRect(QRectF(0, 32, 256, 192));
         QCOMPARE(band->pixelSize(), QSize(256, 192));

@@ -1,3 +1,4 @@
+#include "common/testsupport.h"
 #include "helper_logfiles.h"
 #include "logging/logfileformatterdefault.h"
 #include "logging/logfileinfo.h"
@@ -56,6 +57,7 @@ class TestFileLogger : public QObject
 
     std::string logs() const { return dir_->path().toStdString() + "/Logs"; }
     std::unique_ptr<QTemporaryDir> dir_;
+    std::optional<test::ScopedEnvironmentVariable> timeZone_;
 
 private slots:
     void initTestCase()
@@ -68,14 +70,17 @@ private slots:
     void init()
     {
         // File names and dates are UTC: a far-off local zone makes a slip into local time show.
-        qputenv("TZ", "<+1345>-13:45");
-        ::tzset();
+        timeZone_.emplace("TZ", QByteArray("<+1345>-13:45"));
         dir_ = std::make_unique<QTemporaryDir>();
         QVERIFY(dir_->isValid());
         logging_detail::resetFileLoggerWriteFailureCount();
     }
 
-    void cleanup() { dir_.reset(); }
+    void cleanup()
+    {
+        dir_.reset();
+        timeZone_.reset();
+    }
 
     void defaultLogsDirectory_data()
     {
@@ -92,11 +97,9 @@ private slots:
     {
         QFETCH(QByteArray, stateHome);
         QFETCH(QString, expected);
-        // Every other test names its folder, so these variables are left as they are set here.
-        qputenv("HOME", "/home/tester");
-        qputenv("XDG_STATE_HOME", stateHome);
-        if (stateHome == "unset")
-            qunsetenv("XDG_STATE_HOME");
+        const test::ScopedEnvironmentVariable home("HOME", QByteArray("/home/tester"));
+        const test::ScopedEnvironmentVariable state(
+            "XDG_STATE_HOME", stateHome == "unset" ? std::nullopt : std::optional(stateHome));
         QCOMPARE(QString::fromStdString(LogFileManagerDefault::defaultLogsDirectory()), expected);
     }
 

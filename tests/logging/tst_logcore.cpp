@@ -1,3 +1,4 @@
+#include "common/testsupport.h"
 #include "helper_countinglogger.h"
 #include "logging/consolelogger.h"
 #include "logging/dispatchqueue.h"
@@ -327,10 +328,12 @@ private slots:
 
     void flushesAtProcessExit()
     {
-        QProcess child; // inherits the variable that makes it the child
-        qputenv(kExitChildVariable, "1");
-        child.start(QCoreApplication::applicationFilePath(), {});
-        qunsetenv(kExitChildVariable);
+        QProcess child;
+        {
+            // Inherited by the child, which it makes the exiting one.
+            const test::ScopedEnvironmentVariable asChild(kExitChildVariable, QByteArray("1"));
+            child.start(QCoreApplication::applicationFilePath(), {});
+        }
         QVERIFY(child.waitForFinished(10000));
         QCOMPARE(child.exitCode(), 0);
         QCOMPARE(child.readAllStandardOutput(), QByteArray("bye 1|flushed\n"));
@@ -381,8 +384,7 @@ private slots:
         QFETCH(QByteArray, text);
         QFETCH(QByteArray, stamp);
 
-        qputenv("TZ", "UTC"); // console lines are in local time
-        tzset();
+        const test::ScopedEnvironmentVariable utc("TZ", QByteArray("UTC")); // console lines are in local time
         QTemporaryFile output;
         QVERIFY(output.open());
         Log::addLogger(std::make_shared<ConsoleLogger>(output.handle()));

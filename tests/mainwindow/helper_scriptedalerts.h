@@ -100,8 +100,3 @@ inline QColor colorOf(const ImagePtr& image)
 {
     return image ? image->bitmap().pixelColor(0, 0) : QColor();
 }
-
-inline QString testData(const QString& name)
-{
-    return QDir(qEnvironmentVariable("ICONFOUNDRY_TEST_DATA")).filePath(name);
-}

@@ -1,4 +1,4 @@
-#include "helper_capturinglogger.h"
+#include "common/testsupport.h"
 #include "helper_scriptedalerts.h"
 #include "iconset/imageprocessor.h"
 #include "mainwindow/dragdropimageview.h"
@@ -20,6 +20,7 @@
 #include <cstdio>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 namespace {
 
@@ -342,7 +343,7 @@ void TestMainWindow::reloadsTheWatchedFile()
     QFETCH(QString, fileName);
     QFETCH(QStringList, saves);
 
-    ScopedCapturingLogger log;
+    ScopedRecordingLogger log;
     const QString file = writeImage(path(fileName), 1024, 1024, Qt::red);
     QVERIFY(controller_->openDocumentWithContentsOfURL(QUrl::fromLocalFile(file)));
     const ImagePtr opened = controller_->sourceImage();
@@ -354,7 +355,7 @@ void TestMainWindow::reloadsTheWatchedFile()
     for (qsizetype i = 0; i < saves.size(); ++i) {
         if (saves[i] == QLatin1String("delete")) {
             QVERIFY(QFile::remove(file));
-            QTRY_COMPARE(log.linesWith(LogFlagError, {QStringLiteral("Not loading"), file}).size(), 1);
+            QTRY_COMPARE(log->linesWith(LogFlagError, {QStringLiteral("Not loading"), file}).size(), 1);
             QCOMPARE(controller_->sourceImage(), opened);
         } else {
             expected = colors[i];
@@ -362,7 +363,7 @@ void TestMainWindow::reloadsTheWatchedFile()
                         ? replaceAtomically(file, expected)
                         : !writeImage(file, 1024, 1024, expected).isEmpty());
             if (saves[i].startsWith(QLatin1String("quick"))) {
-                QTRY_COMPARE(log.linesWith(LogFlagInfo, {QStringLiteral("File changed: ")}).size(), i + 1);
+                QTRY_COMPARE(log->linesWith(LogFlagInfo, {QStringLiteral("File changed: ")}).size(), i + 1);
                 continue;
             }
             QTRY_COMPARE(colorOf(controller_->sourceImage()), expected);
@@ -382,7 +383,7 @@ void TestMainWindow::reloadsTheWatchedFile()
     // The steps of the first load and change in order; stopping a watch is logged whenever it happens.
     Log::flushLog();
     const QString url = QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded);
-    QStringList steps = log.linesWith(LogFlagInfo, {});
+    QStringList steps = log->linesWith(LogFlagInfo, {});
     QVERIFY(steps.removeAll(QStringLiteral("Cancelled currentImageFileVnode monitoring.")) > 0);
     QCOMPARE(steps.first(qMin(steps.size(), 8)),
              (QStringList{"loadImageWithContentsOfURL: " + url, "clearImage",
@@ -407,7 +408,7 @@ void TestMainWindow::badInputKeepsTheImage()
 {
     QFETCH(QString, fixture);
 
-    ScopedCapturingLogger log;
+    ScopedRecordingLogger log;
     const QUrl good = openGoodImage();
     const ImagePtr kept = controller_->sourceImage();
     QVERIFY(kept);
@@ -418,7 +419,7 @@ void TestMainWindow::badInputKeepsTheImage()
     QCOMPARE(controller_->currentImageFileURL(), good);
     QCOMPARE(posted_.size(), 1);
     // Errors are logged synchronously: the reason is there at once, after the file's name.
-    const QStringList lines = log.linesWith(LogFlagError, {QStringLiteral("Not loading '%1': ").arg(bad)});
+    const QStringList lines = log->linesWith(LogFlagError, {QStringLiteral("Not loading '%1': ").arg(bad)});
     QCOMPARE(lines.size(), 1);
     QVERIFY2(!lines.first().endsWith(QStringLiteral("': ")), qPrintable(lines.first()));
 }

@@ -1,3 +1,4 @@
+#include "common/testsupport.h"
 #include "platform/bundle.h"
 #include "platform/texts.h"
 
@@ -14,11 +15,7 @@ class TestBundle : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup()
-    {
-        Bundle::setResourceDirectory({});
-        qunsetenv("ICONFOUNDRY_RESOURCE_DIR");
-    }
+    void cleanup() { Bundle::setResourceDirectory({}); }
 
     void resourceDirectoryPrecedence_data()
     {
@@ -35,8 +32,9 @@ private slots:
     {
         QFETCH(QStringList, setting);
         Bundle::setResourceDirectory(setting[0]);
-        if (!setting[1].isEmpty())
-            qputenv("ICONFOUNDRY_RESOURCE_DIR", setting[1].toUtf8());
+        const test::ScopedEnvironmentVariable environment(
+            "ICONFOUNDRY_RESOURCE_DIR",
+            setting[1].isEmpty() ? std::nullopt : std::optional(setting[1].toUtf8()));
         QCOMPARE(QDir::cleanPath(Bundle::resourceDirectory()), QDir::cleanPath(setting[2]));
     }
 

@@ -1,3 +1,4 @@
+#include "common/testsupport.h"
 #include "platform/propertylist.h"
 
 #include <QDateTime>
@@ -8,12 +9,13 @@
 #include <limits>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 namespace {
 
 QByteArray fixture(const QString& name)
 {
-    QFile file(qEnvironmentVariable("ICONFOUNDRY_TEST_DATA") + QLatin1Char('/') + name);
+    QFile file(testData(name));
     if (!file.open(QIODevice::ReadOnly))
         qFatal("missing fixture %s", qPrintable(name));
     return file.readAll();

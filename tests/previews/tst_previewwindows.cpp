@@ -1,5 +1,5 @@
+#include "common/testsupport.h"
 #include "iconset/sourceimagenotificationcenter.h"
-#include "mainwindow/helper_capturinglogger.h"
 #include "platform/bundle.h"
 #include "previews/messagesscreenwindowcontroller.h"
 #include "previews/padscreenwindowcontroller.h"
@@ -12,12 +12,13 @@
 #include <QTest>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 namespace {
 
 QString fixtures()
 {
-    return qEnvironmentVariable("ICONFOUNDRY_TEST_DATA") + QStringLiteral("/previews");
+    return testData(QStringLiteral("previews"));
 }
 
 ImagePtr solidImage(int width, int height)
@@ -262,13 +263,14 @@ void TestPreviewWindows::missingDefinitionsLeaveAWindowThatDoesNothing()
 {
     QTemporaryDir emptyBundle;
     Bundle::setResourceDirectory(emptyBundle.path());
-    ScopedCapturingLogger logger;
+    ScopedRecordingLogger logger;
     PhoneScreenWindowController controller;
     controller.setSourceImage(solidImage(100, 100));
     controller.window();
-    QCOMPARE(logger.linesWith(LogFlagError, {"ERROR: File not found in bundle: PhoneScreenDefinitions.plist"})
-                 .size(),
-             1);
+    QCOMPARE(
+        logger->linesWith(LogFlagError, {"ERROR: File not found in bundle: PhoneScreenDefinitions.plist"})
+            .size(),
+        1);
     QVERIFY(controller.iconScreenDefinitions().isEmpty());
     QVERIFY(!controller.appIconImageView()->image());
 

@@ -1,4 +1,4 @@
-#include "mainwindow/helper_capturinglogger.h"
+#include "common/testsupport.h"
 #include "platform/bundle.h"
 #include "previews/basescreenimagewindowcontroller.h"
 #include "previews/iconscreendefinition.h"
@@ -8,6 +8,7 @@
 #include <QTest>
 
 using namespace iconfoundry;
+using namespace iconfoundry::test;
 
 Q_DECLARE_METATYPE(std::optional<QList<IconDefinition>>)
 
@@ -28,7 +29,7 @@ IconDefinition slot(double width, double height, double radius, double x, double
 
 QString fixtures()
 {
-    return qEnvironmentVariable("ICONFOUNDRY_TEST_DATA") + QStringLiteral("/previews");
+    return testData(QStringLiteral("previews"));
 }
 
 } // namespace
@@ -207,10 +208,10 @@ void TestScreenDefinitions::loadPlistLogsWhy()
     }
     Bundle::setResourceDirectory(bundle.path());
 
-    ScopedCapturingLogger logger;
+    ScopedRecordingLogger logger;
     QVERIFY(!BaseScreenImageWindowController::loadPlist(QStringLiteral("PhoneScreenDefinitions")));
     // Errors are logged synchronously: the line is there when loadPlist returns.
-    QCOMPARE(logger.linesWith(LogFlagError, {line.arg(path)}).size(), 1);
+    QCOMPARE(logger->linesWith(LogFlagError, {line.arg(path)}).size(), 1);
 }
 
 void TestScreenDefinitions::cropRectangle_data()
