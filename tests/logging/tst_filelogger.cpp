@@ -1,3 +1,4 @@
+#include "helper_environment.h"
 #include "helper_logfiles.h"
 #include "logging/logfileformatterdefault.h"
 #include "logging/logfileinfo.h"
@@ -56,6 +57,7 @@ class TestFileLogger : public QObject
 
     std::string logs() const { return dir_->path().toStdString() + "/Logs"; }
     std::unique_ptr<QTemporaryDir> dir_;
+    std::unique_ptr<ScopedEnvironment> environment_;
 
 private slots:
     void initTestCase()
@@ -68,14 +70,18 @@ private slots:
     void init()
     {
         // File names and dates are UTC: a far-off local zone makes a slip into local time show.
-        qputenv("TZ", "<+1345>-13:45");
-        ::tzset();
+        environment_ = std::make_unique<ScopedEnvironment>();
+        environment_->set("TZ", "<+1345>-13:45");
         dir_ = std::make_unique<QTemporaryDir>();
         QVERIFY(dir_->isValid());
         logging_detail::resetFileLoggerWriteFailureCount();
     }
 
-    void cleanup() { dir_.reset(); }
+    void cleanup()
+    {
+        dir_.reset();
+        environment_.reset();
+    }
 
     void defaultLogsDirectory_data()
     {
@@ -92,11 +98,11 @@ private slots:
     {
         QFETCH(QByteArray, stateHome);
         QFETCH(QString, expected);
-        // Every other test names its folder, so these variables are left as they are set here.
-        qputenv("HOME", "/home/tester");
-        qputenv("XDG_STATE_HOME", stateHome);
+        environment_->set("HOME", "/home/tester");
         if (stateHome == "unset")
-            qunsetenv("XDG_STATE_HOME");
+            environment_->unset("XDG_STATE_HOME");
+        else
+            environment_->set("XDG_STATE_HOME", stateHome);
         QCOMPARE(QString::fromStdString(LogFileManagerDefault::defaultLogsDirectory()), expected);
     }
 
@@ -139,6 +145,38 @@ private slots:
         for (int i = planted.size(); i < expectedNewestFirst.size(); ++i)
             QVERIFY(manager.createNewLogFile().has_value());
         QCOMPARE(toQt(manager.sortedLogFileNames()), expectedNewestFirst);
+    }
+
+    void logFileDateFormatter_data()
+    {
+        QTest::addColumn<qlonglong>("utcSeconds"); // the start of a minute
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("a March afternoon") << qlonglong(1709647620) << "2024-03-05 14-07";
+        QTest::newRow("epoch") << qlonglong(0) << "1970-01-01 00-00";
+        QTest::newRow("leap day midnight") << qlonglong(1709164800) << "2024-02-29 00-00";
+        QTest::newRow("last minute of a year") << qlonglong(1704067140) << "2023-12-31 23-59";
+    }
+
+    void logFileDateFormatter()
+    {
+        QFETCH(qlonglong, utcSeconds);
+        QFETCH(QString, text);
+
+        // One per thread, kept for the thread's life.
+        const LogFileDateFormatter& formatter = LogFileManagerDefault::logFileDateFormatter();
+        QCOMPARE(&LogFileManagerDefault::logFileDateFormatter(), &formatter);
+        bool otherThreadHasItsOwn = false;
+        std::thread([&] {
+            otherThreadHasItsOwn = &LogFileManagerDefault::logFileDateFormatter() != &formatter;
+        }).join();
+        QVERIFY(otherThreadHasItsOwn);
+        QCOMPARE(QString(LogFileDateFormatter::kDateFormat), QString("yyyy'-'MM'-'dd' 'HH'-'mm'"));
+
+        const auto minute = LogFileDateFormatter::Clock::time_point(std::chrono::seconds(utcSeconds));
+        QCOMPARE(QString::fromStdString(formatter.stringFromDate(minute + 59s + 999ms)), text);
+        QVERIFY(formatter.dateFromString(text.toStdString()) == minute);
+        QVERIFY(!formatter.dateFromString(text.toStdString() + " ").has_value());
     }
 
     void lineFormat_data()
