@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <mutex>
 #include <pwd.h>
 #include <string_view>
 #include <unistd.h>
@@ -325,8 +326,16 @@ std::string LogFileManagerDefault::applicationName()
 
 void LogFileManagerDefault::setApplicationName(std::string name)
 {
-    // The previous name is left allocated: a reader may still be copying it.
-    applicationNameValue.store(new std::string(std::move(name)), std::memory_order_release);
+    // A replaced name stays allocated, and listed so that it does not count as a leak: a reader
+    // may still be copying it.
+    static auto* const replaced = new std::vector<const std::string*>;
+    static auto* const replacedMutex = new std::mutex;
+    const std::string* previous =
+        applicationNameValue.exchange(new std::string(std::move(name)), std::memory_order_acq_rel);
+    if (previous) {
+        std::lock_guard lock(*replacedMutex);
+        replaced->push_back(previous);
+    }
 }
 
 const LogFileDateFormatter& LogFileManagerDefault::logFileDateFormatter()

@@ -35,7 +35,7 @@ public:
     void logMessage(const LogMessage&) override { std::this_thread::sleep_for(std::chrono::milliseconds(2)); }
 };
 
-void addLoggers(const std::string& folder, std::uint64_t maximumFileSize)
+std::shared_ptr<LogFileManager> addLoggers(const std::string& folder, std::uint64_t maximumFileSize)
 {
     LogFileManagerDefault::setApplicationName("co.velmora.IconFoundry");
     auto manager = std::make_shared<LogFileManagerDefault>(folder);
@@ -43,12 +43,13 @@ void addLoggers(const std::string& folder, std::uint64_t maximumFileSize)
     auto fileLogger = std::make_shared<FileLogger>(manager);
     fileLogger->setMaximumFileSize(maximumFileSize);
     Log::addLogger(fileLogger);
+    return manager;
 }
 
 // Threads that log until the process is gone, with files rolling all the while.
 int logWhileExiting(const std::string& folder)
 {
-    addLoggers(folder, 2048);
+    const auto manager = addLoggers(folder, 2048);
     const int devNull = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     Log::addLogger(std::make_shared<ConsoleLogger>(devNull));
     for (int t = 0; t < 4; ++t) {
@@ -61,7 +62,10 @@ int logWhileExiting(const std::string& folder)
             }
         }).detach();
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    // Return once the files have rolled a few times: then the threads are in full swing, and the
+    // file logger is busy naming new files.
+    for (int waited = 0; waited < 30000 && manager->unsortedLogFileNames().size() < 3; waited += 10)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     return 0;
 }
 
