@@ -62,14 +62,17 @@ AppDelegate::~AppDelegate()
 void AppDelegate::applicationDidFinishLaunching()
 {
     // Loggers first, each admitting every level, so that everything after them is logged.
+    // The file names' prefix is set once, before any logger runs.
+    LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
     Log::addLogger(systemLogger_);
     Log::addLogger(ConsoleLogger::sharedInstance());
-    LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
     auto logFileManager = std::make_shared<LogFileManagerDefault>();
     fileLogger_ = std::make_shared<FileLogger>(logFileManager);
     fileLogger_->setRollingFrequency(kLogRollingFrequencySeconds);
     logFileManager->setMaximumNumberOfLogFiles(kMaximumNumberOfLogFiles);
     Log::addLogger(fileLogger_);
+    // From here on a crash still gets what was logged before it into the file.
+    Log::installFatalSignalFlush();
 
     // The announcement service is created here, between the loggers and the processors, once
     // announcements are part of the application.

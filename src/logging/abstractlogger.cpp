@@ -18,8 +18,7 @@ struct LoggerLife
 } // namespace logging_detail
 
 AbstractLogger::AbstractLogger(const std::string& name)
-    : name_(name), loggerQueue_(std::make_shared<DispatchQueue>(name)),
-      life_(std::make_shared<logging_detail::LoggerLife>())
+    : name_(name), life_(std::make_shared<logging_detail::LoggerLife>())
 {
     life_->logger = this;
 }
@@ -32,13 +31,38 @@ AbstractLogger::~AbstractLogger()
 
 void AbstractLogger::logMessage(const LogMessage&) {}
 
+std::shared_ptr<DispatchQueue> AbstractLogger::loggerQueue() const
+{
+    std::lock_guard lock(queueMutex_);
+    if (!loggerQueue_) {
+        // Made here rather than in the constructor, where the class name is not known yet.
+        loggerQueue_ = std::make_shared<DispatchQueue>(loggerName());
+        loggerQueue_->markAsLoggingQueue();
+    }
+    return loggerQueue_;
+}
+
+void AbstractLogger::setLoggerQueue(std::shared_ptr<DispatchQueue> queue)
+{
+    if (!queue)
+        return;
+    queue->markAsLoggingQueue();
+    std::lock_guard lock(queueMutex_);
+    loggerQueue_ = std::move(queue);
+}
+
+std::string AbstractLogger::loggerName() const
+{
+    return name_.empty() ? Logger::loggerName() : name_;
+}
+
 std::shared_ptr<LogFormatter> AbstractLogger::logFormatter() const
 {
     // Reading through both queues orders the read after every change already submitted.
     if (isOnInternalLoggerQueue())
         return formatter_;
     std::shared_ptr<LogFormatter> result;
-    auto read = [&] { loggerQueue_->sync([&] { result = formatter_; }); };
+    auto read = [&, queue = loggerQueue()] { queue->sync([&] { result = formatter_; }); };
     if (isOnGlobalLoggingQueue())
         read();
     else
@@ -48,7 +72,7 @@ std::shared_ptr<LogFormatter> AbstractLogger::logFormatter() const
 
 void AbstractLogger::setLogFormatter(std::shared_ptr<LogFormatter> formatter)
 {
-    Log::loggingQueue().async([life = life_, queue = loggerQueue_, formatter = std::move(formatter)] {
+    Log::loggingQueue().async([life = life_, queue = loggerQueue(), formatter = std::move(formatter)] {
         queue->async([life, formatter] {
             std::lock_guard lock(life->mutex);
             AbstractLogger* self = life->logger;
@@ -70,7 +94,8 @@ bool AbstractLogger::isOnGlobalLoggingQueue() const
 
 bool AbstractLogger::isOnInternalLoggerQueue() const
 {
-    return loggerQueue_->isCurrent();
+    const DispatchQueue* current = DispatchQueue::current();
+    return current && current == loggerQueue().get();
 }
 
 } // namespace iconfoundry

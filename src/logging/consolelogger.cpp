@@ -48,8 +48,10 @@ iovec part(const std::string& text)
 
 std::shared_ptr<ConsoleLogger> ConsoleLogger::sharedInstance()
 {
-    static const std::shared_ptr<ConsoleLogger> instance = std::make_shared<ConsoleLogger>(STDERR_FILENO);
-    return instance;
+    // Never destroyed: threads may still log through it while the process exits.
+    static const auto* const instance =
+        new std::shared_ptr<ConsoleLogger>(std::make_shared<ConsoleLogger>(STDERR_FILENO));
+    return *instance;
 }
 
 ConsoleLogger::ConsoleLogger(int fd)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -48,10 +49,16 @@ public:
     bool isCurrent() const;
     const std::string& label() const { return label_; }
 
+    // The logging queue and every logger's queue are marked, so that a statement made on one of
+    // them knows not to wait for the logging core.
+    void markAsLoggingQueue() { loggingQueue_.store(true, std::memory_order_relaxed); }
+    bool isLoggingQueue() const { return loggingQueue_.load(std::memory_order_relaxed); }
+
     static DispatchQueue* current();
 
 private:
     std::string label_;
+    std::atomic<bool> loggingQueue_{false};
     std::unique_ptr<logging_detail::QueueState> state_;
 };
 

@@ -7,15 +7,20 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
+#include <optional>
 #include <semaphore>
 #include <string_view>
 #include <unistd.h>
+#include <unordered_map>
 
 namespace iconfoundry {
 
 namespace {
 
 constexpr std::ptrdiff_t kMaxMessagesInFlight = 1000;
+
+} // namespace
 
 // Process-wide dispatcher state. Created on first use and never destroyed, so that statements
 // and the exit-time flush still work while static objects are being torn down.
@@ -26,14 +31,36 @@ struct LogState
     DispatchGroup group;
     std::counting_semaphore<kMaxMessagesInFlight> inFlight{kMaxMessagesInFlight};
     unsigned processorCount = 1;
+    // Short function names by the address of the statement's __PRETTY_FUNCTION__, which is unique
+    // per function and lives as long as the program. Touched only on the logging queue.
+    std::unordered_map<const char*, std::string> functionNames;
+
+    // The levels of loggers whose addLogger() has not reached the logging queue yet; together
+    // with the nodes' levels they make Log::admittedFlags_.
+    std::mutex levelsMutex;
+    std::vector<unsigned> pendingLevels;
 
     LogState()
     {
         nodes.reserve(4);
         const long online = sysconf(_SC_NPROCESSORS_ONLN);
         processorCount = online < 2 ? 1u : static_cast<unsigned>(online);
+        queue.markAsLoggingQueue();
+    }
+
+    // Call with levelsMutex held.
+    void publishAdmittedFlags()
+    {
+        unsigned flags = 0;
+        for (unsigned level : pendingLevels)
+            flags |= level;
+        for (const LoggerNode& node : nodes)
+            flags |= node.level;
+        Log::admittedFlags_.store(flags, std::memory_order_relaxed);
     }
 };
+
+namespace {
 
 void flushAtExit()
 {
@@ -50,10 +77,17 @@ LogState& state()
     return *s;
 }
 
-// Runs on the logging queue.
-void ltLog(const LogMessage& message)
+// Runs on the logging queue. `counted` tells whether the message holds a place in the in-flight
+// bound.
+void ltLog(LogMessage& message, bool counted)
 {
     LogState& s = state();
+    if (const char* pretty = message.prettyFunction()) {
+        auto [it, inserted] = s.functionNames.try_emplace(pretty);
+        if (inserted)
+            it->second = Log::functionName(pretty);
+        logging_detail::DispatcherAccess::setFunction(message, it->second);
+    }
     if (s.processorCount < 2) {
         for (const LoggerNode& node : s.nodes) {
             if (message.flag() & node.level)
@@ -69,47 +103,68 @@ void ltLog(const LogMessage& message)
         }
         s.group.wait();
     }
-    s.inFlight.release();
+    if (counted)
+        s.inFlight.release();
 }
 
 void queueLogMessage(LogMessage message, bool asynchronous)
 {
     LogState& s = state();
+    if (Log::isOnAnyLoggingQueue()) {
+        // Waiting here could wait for this very thread: the logging queue may be waiting for this
+        // logger to finish the current message, and every place in the bound may be taken by
+        // messages queued behind it. So no place is taken and nothing is waited for.
+        s.queue.async([message = std::move(message)]() mutable { ltLog(message, false); });
+        return;
+    }
     // The bound is taken on the caller's thread, before queueing, whatever the mode.
     s.inFlight.acquire();
     if (asynchronous) {
-        s.queue.async([message = std::move(message)] { ltLog(message); });
+        s.queue.async([message = std::move(message)]() mutable { ltLog(message, true); });
     } else {
-        s.queue.sync([&message] { ltLog(message); });
+        s.queue.sync([&message] { ltLog(message, true); });
     }
 }
 
 void ltAddLogger(const std::shared_ptr<Logger>& logger, unsigned level)
 {
+    LogState& s = state();
     std::shared_ptr<DispatchQueue> queue = logger->loggerQueue();
     if (!queue)
         queue = std::make_shared<DispatchQueue>(logger->loggerName());
-    state().nodes.push_back(LoggerNode::nodeWithLogger(logger, queue, level));
+    queue->markAsLoggingQueue();
+    {
+        std::lock_guard lock(s.levelsMutex);
+        s.nodes.push_back(LoggerNode::nodeWithLogger(logger, queue, level));
+        if (auto it = std::find(s.pendingLevels.begin(), s.pendingLevels.end(), level);
+            it != s.pendingLevels.end())
+            s.pendingLevels.erase(it);
+        s.publishAdmittedFlags();
+    }
     queue->async([logger] { logger->didAddLogger(); });
 }
 
 void ltRemoveLogger(const std::shared_ptr<Logger>& logger)
 {
-    auto& nodes = state().nodes;
-    auto it = std::find_if(nodes.begin(), nodes.end(),
+    LogState& s = state();
+    auto it = std::find_if(s.nodes.begin(), s.nodes.end(),
                            [&](const LoggerNode& node) { return node.logger == logger; });
-    if (it == nodes.end())
+    if (it == s.nodes.end())
         return;
     it->loggerQueue->async([logger = it->logger] { logger->willRemoveLogger(); });
-    nodes.erase(it);
+    std::lock_guard lock(s.levelsMutex);
+    s.nodes.erase(it);
+    s.publishAdmittedFlags();
 }
 
 void ltRemoveAllLoggers()
 {
-    auto& nodes = state().nodes;
-    for (const LoggerNode& node : nodes)
+    LogState& s = state();
+    for (const LoggerNode& node : s.nodes)
         node.loggerQueue->async([logger = node.logger] { logger->willRemoveLogger(); });
-    nodes.clear();
+    std::lock_guard lock(s.levelsMutex);
+    s.nodes.clear();
+    s.publishAdmittedFlags();
 }
 
 void ltFlush()
@@ -122,6 +177,31 @@ void ltFlush()
     s.group.wait();
 }
 
+// The list of classes with a level of their own. Filled during static initialisation, so it is
+// created on first use, and never destroyed.
+struct ClassRegistry
+{
+    std::mutex mutex;
+    std::vector<LogRegisteredClass> classes;
+};
+
+ClassRegistry& classRegistry()
+{
+    static ClassRegistry* const registry = new ClassRegistry;
+    return *registry;
+}
+
+std::optional<LogRegisteredClass> registeredClassWithName(const std::string& name)
+{
+    ClassRegistry& registry = classRegistry();
+    std::lock_guard lock(registry.mutex);
+    for (const LogRegisteredClass& entry : registry.classes) {
+        if (name == entry.name)
+            return entry;
+    }
+    return std::nullopt;
+}
+
 bool isIdentifierChar(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
@@ -130,7 +210,7 @@ bool isIdentifierChar(char c)
 // Position of the "operator" keyword that names an operator function, or npos.
 std::string::size_type findOperatorKeyword(const std::string& name)
 {
-    static const std::string keyword = "operator";
+    constexpr std::string_view keyword = "operator";
     auto pos = name.rfind(keyword);
     while (pos != std::string::npos) {
         const bool startsWord = pos == 0 || !isIdentifierChar(name[pos - 1]);
@@ -167,6 +247,28 @@ std::string::size_type qualifiedNameStart(const std::string& text, std::string::
     return 0;
 }
 
+std::optional<std::string> formatText(const char* format, va_list args)
+{
+    char small[512];
+    va_list copy;
+    va_copy(copy, args);
+    const int length = std::vsnprintf(small, sizeof small, format, copy);
+    va_end(copy);
+    if (length < 0)
+        return std::nullopt; // an encoding error: nothing sensible to log
+    std::string text;
+    if (static_cast<size_t>(length) < sizeof small) {
+        text.assign(small, static_cast<size_t>(length));
+    } else {
+        text.resize(static_cast<size_t>(length) + 1);
+        va_copy(copy, args);
+        std::vsnprintf(text.data(), text.size(), format, copy);
+        va_end(copy);
+        text.resize(static_cast<size_t>(length));
+    }
+    return text;
+}
+
 } // namespace
 
 void Log::addLogger(std::shared_ptr<Logger> logger)
@@ -178,7 +280,15 @@ void Log::addLogger(std::shared_ptr<Logger> logger, unsigned level)
 {
     if (!logger)
         return;
-    state().queue.async([logger = std::move(logger), level] { ltAddLogger(logger, level); });
+    LogState& s = state();
+    {
+        // Admitted from now on, so that statements made right after this call are not dropped
+        // before the logger reaches the logging queue.
+        std::lock_guard lock(s.levelsMutex);
+        s.pendingLevels.push_back(level);
+        s.publishAdmittedFlags();
+    }
+    s.queue.async([logger = std::move(logger), level] { ltAddLogger(logger, level); });
 }
 
 void Log::removeLogger(const std::shared_ptr<Logger>& logger)
@@ -215,31 +325,17 @@ void Log::log(bool asynchronous, unsigned level, unsigned flag, long context, co
 void Log::logv(bool asynchronous, unsigned level, unsigned flag, long context, const char* file,
                const char* function, unsigned line, const void* tag, const char* format, va_list args)
 {
-    if (!format)
+    if (!format || !isAdmitted(flag))
         return;
-    char small[512];
-    va_list copy;
-    va_copy(copy, args);
-    const int length = std::vsnprintf(small, sizeof small, format, copy);
-    va_end(copy);
-    if (length < 0)
-        return; // an encoding error: nothing sensible to log
-    std::string text;
-    if (static_cast<size_t>(length) < sizeof small) {
-        text.assign(small, static_cast<size_t>(length));
-    } else {
-        text.resize(static_cast<size_t>(length) + 1);
-        va_copy(copy, args);
-        std::vsnprintf(text.data(), text.size(), format, copy);
-        va_end(copy);
-        text.resize(static_cast<size_t>(length));
-    }
-    log(asynchronous, std::move(text), level, flag, context, file, function, line, tag);
+    if (auto text = formatText(format, args))
+        log(asynchronous, std::move(*text), level, flag, context, file, function, line, tag);
 }
 
 void Log::log(bool asynchronous, std::string message, unsigned level, unsigned flag, long context,
               const char* file, const char* function, unsigned line, const void* tag)
 {
+    if (!isAdmitted(flag))
+        return;
     LogMessage record(std::move(message), level, flag, context, file ? file : "", function ? function : "",
                       line, tag, 0);
     queueLogMessage(std::move(record), asynchronous);
@@ -247,12 +343,35 @@ void Log::log(bool asynchronous, std::string message, unsigned level, unsigned f
 
 void Log::log(bool asynchronous, LogMessage message)
 {
+    if (!isAdmitted(message.flag()))
+        return;
     queueLogMessage(std::move(message), asynchronous);
+}
+
+void Log::logStatement(bool asynchronous, unsigned level, unsigned flag, const char* file,
+                       const char* prettyFunction, unsigned line, const char* format, ...)
+{
+    if (!format || !isAdmitted(flag))
+        return;
+    va_list args;
+    va_start(args, format);
+    auto text = formatText(format, args);
+    va_end(args);
+    if (text)
+        queueLogMessage(
+            LogMessage::fromStatement(std::move(*text), level, flag, file ? file : "", prettyFunction, line),
+            asynchronous);
 }
 
 void Log::flushLog()
 {
-    state().queue.sync([] { ltFlush(); });
+    LogState& s = state();
+    if (isOnAnyLoggingQueue()) {
+        // Waiting could wait for this very thread; the flush happens behind what is queued.
+        s.queue.async([] { ltFlush(); });
+        return;
+    }
+    s.queue.sync([] { ltFlush(); });
 }
 
 DispatchQueue& Log::loggingQueue()
@@ -263,6 +382,56 @@ DispatchQueue& Log::loggingQueue()
 bool Log::isOnGlobalLoggingQueue()
 {
     return state().queue.isCurrent();
+}
+
+bool Log::isOnAnyLoggingQueue()
+{
+    const DispatchQueue* current = DispatchQueue::current();
+    return current && current->isLoggingQueue();
+}
+
+bool Log::registerClass(LogRegisteredClass entry)
+{
+    if (!entry.name || !entry.logLevel || !entry.setLogLevel)
+        return false;
+    ClassRegistry& registry = classRegistry();
+    std::lock_guard lock(registry.mutex);
+    registry.classes.push_back(entry);
+    return true;
+}
+
+std::vector<LogRegisteredClass> Log::registeredClasses()
+{
+    ClassRegistry& registry = classRegistry();
+    std::vector<LogRegisteredClass> classes;
+    {
+        std::lock_guard lock(registry.mutex);
+        classes = registry.classes;
+    }
+    std::sort(classes.begin(), classes.end(), [](const LogRegisteredClass& a, const LogRegisteredClass& b) {
+        return std::string_view(a.name) < std::string_view(b.name);
+    });
+    return classes;
+}
+
+std::vector<std::string> Log::registeredClassNames()
+{
+    std::vector<std::string> names;
+    for (const LogRegisteredClass& entry : registeredClasses())
+        names.emplace_back(entry.name);
+    return names;
+}
+
+unsigned Log::levelForClassWithName(const std::string& name)
+{
+    const auto entry = registeredClassWithName(name);
+    return entry ? entry->logLevel() : LogLevelAll;
+}
+
+void Log::setLevelForClassWithName(const std::string& name, unsigned level)
+{
+    if (const auto entry = registeredClassWithName(name))
+        entry->setLogLevel(level);
 }
 
 std::string Log::functionName(const char* prettyFunction)
@@ -317,10 +486,7 @@ std::string Log::functionName(const char* prettyFunction)
             }
         }
     }
-    // Every class of ours lives in the project namespace; it says nothing in a log line.
-    static constexpr std::string_view projectPrefix = "iconfoundry::";
-    if (name.compare(0, projectPrefix.size(), projectPrefix) == 0)
-        name.erase(0, projectPrefix.size());
+    logging_detail::dropProjectNamespace(name);
     return name.empty() ? std::string(prettyFunction) : name;
 }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
+#include <string_view>
 #include <unistd.h>
 
 namespace iconfoundry {
@@ -369,7 +370,7 @@ void LogFileInfo::removeSidecars(LogFileSystem& fileSystem, const std::string& f
 
 std::optional<LogFileInfo::Clock::time_point> LogFileInfo::dateFromFileName(const std::string& fileName)
 {
-    static const std::string extension = ".log";
+    constexpr std::string_view extension = ".log";
     constexpr std::size_t dateLength = 16; // "yyyy-MM-dd HH-mm"
     if (fileName.size() < extension.size() ||
         fileName.compare(fileName.size() - extension.size(), extension.size(), extension) != 0)

@@ -1,6 +1,7 @@
 #include "logfilemanagerdefault.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -8,14 +9,16 @@
 #include <fcntl.h>
 #include <mutex>
 #include <pwd.h>
+#include <string_view>
 #include <unistd.h>
 
 namespace iconfoundry {
 
 namespace {
 
-std::mutex applicationNameMutex;
-std::optional<std::string> applicationNameValue;
+// Set once at start-up and read by every logger thread, also while the process exits: a name,
+// once published, is never freed or changed in place, so no reader can see it torn or destroyed.
+std::atomic<const std::string*> applicationNameValue{nullptr};
 
 std::string processName()
 {
@@ -132,7 +135,7 @@ std::string LogFileManagerDefault::logsDirectory()
 
 bool LogFileManagerDefault::isLogFile(const std::string& fileName) const
 {
-    static const std::string extension = ".log";
+    constexpr std::string_view extension = ".log";
     const std::string prefix = applicationName();
     if (fileName.size() < prefix.size() + extension.size())
         return false;
@@ -158,7 +161,7 @@ bool LogFileManagerDefault::isLogFile(const std::string& fileName) const
     // longer name's tail ("Pro") for another program whose name starts with ours.
     if ((pieces.size() != 3 && pieces.size() != 4) || !pieces[0].empty())
         return false;
-    return parseLogFileDate(pieces[1] + " " + pieces[2]).has_value();
+    return logFileDateFormatter().dateFromString(pieces[1] + " " + pieces[2]).has_value();
 }
 
 std::vector<std::string> LogFileManagerDefault::unsortedLogFilePaths()
@@ -236,7 +239,7 @@ std::vector<std::shared_ptr<LogFileInfo>> LogFileManagerDefault::sortedLogFileIn
 
 std::string LogFileManagerDefault::newLogFileName() const
 {
-    return applicationName() + " " + logFileDateString(fileSystem_->now()) + ".log";
+    return applicationName() + " " + logFileDateFormatter().stringFromDate(fileSystem_->now()) + ".log";
 }
 
 std::optional<std::string> LogFileManagerDefault::createNewLogFile()
@@ -310,16 +313,36 @@ void LogFileManagerDefault::deleteOldLogFiles()
 
 std::string LogFileManagerDefault::applicationName()
 {
-    std::lock_guard lock(applicationNameMutex);
-    if (!applicationNameValue)
-        applicationNameValue = processName();
-    return *applicationNameValue;
+    if (const std::string* name = applicationNameValue.load(std::memory_order_acquire))
+        return *name;
+    const std::string* computed = new std::string(processName());
+    const std::string* expected = nullptr;
+    if (!applicationNameValue.compare_exchange_strong(expected, computed, std::memory_order_acq_rel)) {
+        delete computed; // another thread was first and nobody has seen ours
+        return *expected;
+    }
+    return *computed;
 }
 
 void LogFileManagerDefault::setApplicationName(std::string name)
 {
-    std::lock_guard lock(applicationNameMutex);
-    applicationNameValue = std::move(name);
+    // A replaced name stays allocated, and listed so that it does not count as a leak: a reader
+    // may still be copying it.
+    static auto* const replaced = new std::vector<const std::string*>;
+    static auto* const replacedMutex = new std::mutex;
+    const std::string* previous =
+        applicationNameValue.exchange(new std::string(std::move(name)), std::memory_order_acq_rel);
+    if (previous) {
+        std::lock_guard lock(*replacedMutex);
+        replaced->push_back(previous);
+    }
+}
+
+const LogFileDateFormatter& LogFileManagerDefault::logFileDateFormatter()
+{
+    // Trivially destructible, so a thread that logs while the process exits still finds its own.
+    thread_local const LogFileDateFormatter formatter;
+    return formatter;
 }
 
 std::string LogFileManagerDefault::logFileDateString(Clock::time_point time)
@@ -363,6 +386,17 @@ LogFileManagerDefault::parseLogFileDate(const std::string& text)
     utc.tm_hour = hour;
     utc.tm_min = minute;
     return logging_detail::timeSinceEpoch(std::int64_t(::timegm(&utc)));
+}
+
+std::string LogFileDateFormatter::stringFromDate(Clock::time_point time) const
+{
+    return LogFileManagerDefault::logFileDateString(time);
+}
+
+std::optional<LogFileDateFormatter::Clock::time_point>
+LogFileDateFormatter::dateFromString(const std::string& text) const
+{
+    return LogFileManagerDefault::parseLogFileDate(text);
 }
 
 } // namespace iconfoundry

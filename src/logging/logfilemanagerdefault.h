@@ -1,5 +1,6 @@
 #pragma once
 
+#include "logfiledateformatter.h"
 #include "logfilemanager.h"
 
 #include <atomic>
@@ -16,8 +17,8 @@ namespace iconfoundry {
 // - deleteOldLogFiles() runs after every createNewLogFile(); the limit setters only store, so a
 //   lowered limit first deletes files when the next file is created. This is deliberate: a
 //   changed setting never deletes logs behind the user's back in the middle of a run.
-// - All members may be called from any thread. Date formatting uses gmtime_r/strftime, which are
-//   thread-safe, so no per-thread formatter cache is needed.
+// - All members may be called from any thread; each thread formats dates with its own
+//   logFileDateFormatter().
 class LogFileManagerDefault : public LogFileManager
 {
 public:
@@ -57,10 +58,13 @@ public:
     std::shared_ptr<LogFileSystem> fileSystem() const override { return fileSystem_; }
 
     // The process-wide prefix of log file names. The application sets its identifier once at
-    // start-up ("co.velmora.IconFoundry"); until then it is the process name.
+    // start-up, before any logger runs ("co.velmora.IconFoundry"); until then it is the process
+    // name.
     static std::string applicationName();
     static void setApplicationName(std::string name);
 
+    // The calling thread's formatter of file-name dates.
+    static const LogFileDateFormatter& logFileDateFormatter();
     // The file-name date, "yyyy-MM-dd HH-mm" in UTC, and its strict inverse.
     static std::string logFileDateString(Clock::time_point time);
     static std::optional<Clock::time_point> parseLogFileDate(const std::string& text);

@@ -101,8 +101,9 @@ std::string logging_detail::errorText(int error)
 
 std::shared_ptr<LogFileSystem> LogFileSystem::standard()
 {
-    static const auto instance = std::make_shared<LogFileSystem>();
-    return instance;
+    // Never destroyed: file loggers may still write through it while the process exits.
+    static const auto* const instance = new std::shared_ptr<LogFileSystem>(std::make_shared<LogFileSystem>());
+    return *instance;
 }
 
 LogFileSystem::Clock::time_point LogFileSystem::now() const

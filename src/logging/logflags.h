@@ -4,7 +4,8 @@ namespace iconfoundry {
 
 // Flags mark one message; levels are masks of admitted flags. A message passes a gate when
 // (flag & level) != 0.
-enum LogFlag : unsigned {
+enum LogFlag : unsigned
+{
     LogFlagError = 1u << 0,
     LogFlagWarning = 1u << 1,
     LogFlagInfo = 1u << 2,
@@ -12,7 +13,8 @@ enum LogFlag : unsigned {
     LogFlagVerbose = 1u << 4,
 };
 
-enum LogLevel : unsigned {
+enum LogLevel : unsigned
+{
     LogLevelOff = 0,
     LogLevelError = LogFlagError,
     LogLevelWarning = LogLevelError | LogFlagWarning,

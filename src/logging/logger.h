@@ -42,7 +42,14 @@ public:
 
     // The queue the dispatcher should use for this logger; nullptr lets it create one.
     virtual std::shared_ptr<DispatchQueue> loggerQueue() const { return nullptr; }
-    virtual std::string loggerName() const { return {}; }
+    // The class name, without the project namespace ("ConsoleLogger"); the dispatcher labels the
+    // queue it makes for the logger with it.
+    virtual std::string loggerName() const;
 };
+
+namespace logging_detail {
+// "iconfoundry::ConsoleLogger" -> "ConsoleLogger"; other names are left alone.
+void dropProjectNamespace(std::string& name);
+} // namespace logging_detail
 
 } // namespace iconfoundry

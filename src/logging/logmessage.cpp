@@ -30,6 +30,14 @@ LogMessage::LogMessage(std::string message, unsigned level, unsigned flag, long 
         queueLabel_ = queue->label();
 }
 
+LogMessage LogMessage::fromStatement(std::string message, unsigned level, unsigned flag, std::string file,
+                                     const char* prettyFunction, unsigned line)
+{
+    LogMessage record(std::move(message), level, flag, 0, std::move(file), {}, line);
+    record.prettyFunction_ = prettyFunction;
+    return record;
+}
+
 std::string LogMessage::fileNameFromPath(const std::string& path)
 {
     const auto slash = path.rfind('/');

@@ -6,13 +6,21 @@
 
 namespace iconfoundry {
 
+namespace logging_detail {
+struct DispatcherAccess;
+}
+
 // One log statement, immutable after construction. Copying duplicates every field.
 class LogMessage
 {
 public:
     using Clock = std::chrono::system_clock;
 
-    enum Option : int { CopyFile = 1, CopyFunction = 2 };
+    enum Option : int
+    {
+        CopyFile = 1,
+        CopyFunction = 2
+    };
 
     LogMessage(std::string message, unsigned level, unsigned flag, long context, std::string file,
                std::string function, unsigned line, const void* tag = nullptr, int options = 0,
@@ -38,7 +46,17 @@ public:
 
     static std::string fileNameFromPath(const std::string& path);
 
+    // A record of a LOG_* statement. prettyFunction is the compiler's __PRETTY_FUNCTION__ and
+    // lives as long as the program: the record keeps only the pointer, and the dispatcher fills
+    // in function() from it, once per function, on the logging queue before any logger sees it.
+    static LogMessage fromStatement(std::string message, unsigned level, unsigned flag, std::string file,
+                                    const char* prettyFunction, unsigned line);
+    // The compiler's full name of the statement's function, for records made by fromStatement().
+    const char* prettyFunction() const { return prettyFunction_; }
+
 private:
+    friend struct logging_detail::DispatcherAccess;
+
     std::string message_;
     unsigned level_;
     unsigned flag_;
@@ -53,6 +71,18 @@ private:
     std::string threadID_;
     std::string threadName_;
     std::string queueLabel_;
+    const char* prettyFunction_ = nullptr;
 };
+
+namespace logging_detail {
+// The dispatcher's one change to a record: the short function name, before delivery.
+struct DispatcherAccess
+{
+    static void setFunction(LogMessage& message, const std::string& function)
+    {
+        message.function_ = function;
+    }
+};
+} // namespace logging_detail
 
 } // namespace iconfoundry

@@ -27,8 +27,9 @@ const char* processName()
 std::shared_ptr<SystemLogger> SystemLogger::sharedInstance()
 {
     // Not make_shared: the constructor is private so that no second instance can exist.
-    static const std::shared_ptr<SystemLogger> instance(new SystemLogger);
-    return instance;
+    // Never destroyed: threads may still log through it while the process exits.
+    static const auto* const instance = new std::shared_ptr<SystemLogger>(new SystemLogger);
+    return *instance;
 }
 
 SystemLogger::SystemLogger() : AbstractLogger("gludisko.aslLogger")

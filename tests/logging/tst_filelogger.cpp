@@ -144,6 +144,38 @@ private slots:
         QCOMPARE(toQt(manager.sortedLogFileNames()), expectedNewestFirst);
     }
 
+    void logFileDateFormatter_data()
+    {
+        QTest::addColumn<qlonglong>("utcSeconds"); // the start of a minute
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("a March afternoon") << qlonglong(1709647620) << "2024-03-05 14-07";
+        QTest::newRow("epoch") << qlonglong(0) << "1970-01-01 00-00";
+        QTest::newRow("leap day midnight") << qlonglong(1709164800) << "2024-02-29 00-00";
+        QTest::newRow("last minute of a year") << qlonglong(1704067140) << "2023-12-31 23-59";
+    }
+
+    void logFileDateFormatter()
+    {
+        QFETCH(qlonglong, utcSeconds);
+        QFETCH(QString, text);
+
+        // One per thread, kept for the thread's life.
+        const LogFileDateFormatter& formatter = LogFileManagerDefault::logFileDateFormatter();
+        QCOMPARE(&LogFileManagerDefault::logFileDateFormatter(), &formatter);
+        bool otherThreadHasItsOwn = false;
+        std::thread([&] {
+            otherThreadHasItsOwn = &LogFileManagerDefault::logFileDateFormatter() != &formatter;
+        }).join();
+        QVERIFY(otherThreadHasItsOwn);
+        QCOMPARE(QString(LogFileDateFormatter::kDateFormat), QString("yyyy'-'MM'-'dd' 'HH'-'mm'"));
+
+        const auto minute = LogFileDateFormatter::Clock::time_point(std::chrono::seconds(utcSeconds));
+        QCOMPARE(QString::fromStdString(formatter.stringFromDate(minute + 59s + 999ms)), text);
+        QVERIFY(formatter.dateFromString(text.toStdString()) == minute);
+        QVERIFY(!formatter.dateFromString(text.toStdString() + " ").has_value());
+    }
+
     void lineFormat_data()
     {
         QTest::addColumn<qlonglong>("epochMicroseconds");

@@ -53,6 +53,69 @@ std::string ownThreadID()
 
 constexpr char kExitChildVariable[] = "ICONFOUNDRY_LOGCORE_EXIT_CHILD";
 
+// One statement of each level; the argument of each counts its evaluations and is listed.
+struct Speaker
+{
+    static QStringList speak(int* evaluated)
+    {
+        QStringList made;
+        auto count = [&](const char* text) {
+            ++*evaluated;
+            made << text;
+            return text;
+        };
+        LOG_ERROR("%s", count("error"));
+        LOG_WARN("%s", count("warning"));
+        LOG_INFO("%s", count("info"));
+        LOG_DEBUG("%s", count("debug"));
+        LOG_VERBOSE("%s", count("verbose"));
+        return made;
+    }
+};
+
+// Classes with a level of their own, and one without.
+class Registered
+{
+    LOG_REGISTER_CLASS(Registered);
+
+public:
+    static void speak()
+    {
+        LOG_INFO("Registered info");
+        LOG_ERROR("Registered error");
+    }
+};
+
+class AlsoRegistered
+{
+    LOG_REGISTER_CLASS(AlsoRegistered);
+
+public:
+    static void speak()
+    {
+        // Inside a lambda the class's level still applies.
+        [] { LOG_INFO("AlsoRegistered info"); }();
+    }
+};
+
+class Unregistered
+{
+public:
+    static void speak() { LOG_INFO("Unregistered info"); }
+};
+
+// A logger that is no AbstractLogger: the dispatcher makes its queue.
+class BareLogger : public Logger
+{
+public:
+    std::string queueLabel;
+    void logMessage(const LogMessage&) override
+    {
+        if (const DispatchQueue* queue = DispatchQueue::current())
+            queueLabel = queue->label();
+    }
+};
+
 } // namespace
 
 class TestLogCore : public QObject
@@ -222,6 +285,233 @@ private slots:
         if (doneAtReturn)
             QCOMPARE(othersAtReturn, call == "error" ? 2 : 1);
         QVERIFY(slow->hooksOnOwnQueue);
+    }
+
+    void statementsOnALoggersQueueNeverWait_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<QStringList>("lastTexts"); // what the logger writes after the filler
+
+        QTest::newRow("error statement, synchronous elsewhere") << "error" << QStringList{"filler", "own"};
+        QTest::newRow("info statement") << "info" << QStringList{"filler", "own"};
+        QTest::newRow("flushLog") << "flush" << QStringList{"filler", "filler"};
+    }
+
+    void statementsOnALoggersQueueNeverWait()
+    {
+        QFETCH(QString, call);
+        QFETCH(QStringList, lastTexts);
+
+        // The first message is held inside the logger until 999 more are queued behind it: then
+        // all 1000 places of the in-flight bound are taken and none can be freed until the logger
+        // returns. Only then does the logger make its statement.
+        auto boundFull = std::make_shared<Gate>();
+        auto statementReturned = std::make_shared<Gate>();
+        auto logger = addCountingLogger("test.own");
+        logger->beforeRecording = [=](const LogMessage& message) {
+            if (message.message() != "first" || !boundFull->pass())
+                return;
+            if (call == "error")
+                LOG_ERROR("own");
+            else if (call == "info")
+                LOG_INFO("own");
+            else
+                Log::flushLog();
+            statementReturned->open();
+        };
+        post(true, LogFlagInfo, "first");
+        for (int i = 1; i < 1000; ++i)
+            post(true, LogFlagInfo, "filler");
+        boundFull->open();
+        QVERIFY(statementReturned->pass(20s));
+
+        Log::flushLog();
+        const QStringList texts = logger->texts();
+        QCOMPARE(texts.size(), call == "flush" ? 1000 : 1001);
+        QCOMPARE(texts.front(), QString("first"));
+        QCOMPARE(texts.mid(texts.size() - 2), lastTexts);
+    }
+
+    void unadmittedStatementsAreNotFormatted_data()
+    {
+        QTest::addColumn<QList<unsigned>>("levels"); // of the loggers added
+        QTest::addColumn<bool>("removeThemAgain");
+        QTest::addColumn<QStringList>("formatted");
+
+        const QStringList all{"error", "warning", "info", "debug", "verbose"};
+        QTest::newRow("no logger") << QList<unsigned>{} << false << QStringList{};
+        QTest::newRow("one logger for errors") << QList<unsigned>{1} << false << QStringList{"error"};
+        QTest::newRow("errors and a flag outside the five")
+            << QList<unsigned>{1, 32} << false << QStringList{"error"};
+        QTest::newRow("info and debug only")
+            << QList<unsigned>{4, 8} << false << QStringList{"info", "debug"};
+        QTest::newRow("every level") << QList<unsigned>{~0u} << false << all;
+        QTest::newRow("loggers removed again") << QList<unsigned>{~0u, 1} << true << QStringList{};
+    }
+
+    void unadmittedStatementsAreNotFormatted()
+    {
+        QFETCH(QList<unsigned>, levels);
+        QFETCH(bool, removeThemAgain);
+        QFETCH(QStringList, formatted);
+
+        std::vector<std::shared_ptr<CountingLogger>> loggers;
+        for (unsigned level : levels)
+            loggers.push_back(addCountingLogger("test.gate", level));
+        if (removeThemAgain) {
+            for (const auto& logger : loggers)
+                Log::removeLogger(logger);
+            QVERIFY(Log::allLoggers().empty()); // ordered after the removals
+        }
+        int evaluated = 0;
+        QCOMPARE(Speaker::speak(&evaluated), formatted);
+        QCOMPARE(evaluated, int(formatted.size()));
+    }
+
+    void classLevels_data()
+    {
+        QTest::addColumn<QString>("how"); // "class" or "name"
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<unsigned>("level");
+        QTest::addColumn<QList<unsigned>>("levelsAfter"); // Registered, AlsoRegistered, Unregistered
+        QTest::addColumn<QStringList>("written");
+
+        const unsigned all = 4294967295u;
+        const QStringList everything{"Registered info", "Registered error", "AlsoRegistered info",
+                                     "Unregistered info"};
+        QTest::newRow("nothing set") << "name"
+                                     << "" << 0u << QList<unsigned>{31, 31, all} << everything;
+        QTest::newRow("errors only, by class")
+            << "class"
+            << "Registered" << 1u << QList<unsigned>{1, 31, all}
+            << QStringList{"Registered error", "AlsoRegistered info", "Unregistered info"};
+        QTest::newRow("off, by name")
+            << "name"
+            << "AlsoRegistered" << 0u << QList<unsigned>{31, 0, all}
+            << QStringList{"Registered info", "Registered error", "Unregistered info"};
+        QTest::newRow("unregistered class, by class")
+            << "class"
+            << "Unregistered" << 0u << QList<unsigned>{31, 31, all} << everything;
+        QTest::newRow("unregistered class, by name")
+            << "name"
+            << "Unregistered" << 0u << QList<unsigned>{31, 31, all} << everything;
+        QTest::newRow("a name that is only nearly registered")
+            << "name"
+            << "registered" << 0u << QList<unsigned>{31, 31, all} << everything;
+    }
+
+    void classLevels()
+    {
+        QFETCH(QString, how);
+        QFETCH(QString, target);
+        QFETCH(unsigned, level);
+        QFETCH(QList<unsigned>, levelsAfter);
+        QFETCH(QStringList, written);
+
+        const auto restore = qScopeGuard([] {
+            Registered::setLogLevel(31);
+            AlsoRegistered::setLogLevel(31);
+        });
+        QVERIFY(Log::isRegisteredClass<Registered>() && Log::isRegisteredClass<AlsoRegistered>());
+        QVERIFY(!Log::isRegisteredClass<Unregistered>());
+        QCOMPARE(Log::registeredClassNames(), (std::vector<std::string>{"AlsoRegistered", "Registered"}));
+        const auto classes = Log::registeredClasses();
+        QCOMPARE(classes.size(), std::size_t(2));
+        QVERIFY(classes[1].logLevel == &Registered::logLevel &&
+                classes[1].setLogLevel == &Registered::setLogLevel);
+
+        if (how == "name" && !target.isEmpty()) {
+            Log::setLevelForClassWithName(target.toStdString(), level);
+        } else if (how == "class") {
+            if (target == "Registered")
+                Log::setLevelForClass<Registered>(level);
+            else
+                Log::setLevelForClass<Unregistered>(level);
+        }
+        QCOMPARE((QList<unsigned>{Log::levelForClass<Registered>(), Log::levelForClass<AlsoRegistered>(),
+                                  Log::levelForClass<Unregistered>()}),
+                 levelsAfter);
+        QCOMPARE((QList<unsigned>{Log::levelForClassWithName("Registered"),
+                                  Log::levelForClassWithName("AlsoRegistered"),
+                                  Log::levelForClassWithName("Unregistered")}),
+                 levelsAfter);
+
+        auto logger = addCountingLogger();
+        Registered::speak();
+        AlsoRegistered::speak();
+        Unregistered::speak();
+        Log::flushLog();
+        QCOMPARE(logger->texts(), written);
+        for (const LogMessage& message : logger->messages()) {
+            // The record carries the level the statement was made at.
+            const unsigned expected =
+                QString::fromStdString(message.message()).startsWith("AlsoRegistered") ? levelsAfter[1]
+                : QString::fromStdString(message.message()).startsWith("Registered")   ? levelsAfter[0]
+                                                                                       : 31u;
+            QCOMPARE(message.level(), expected);
+        }
+    }
+
+    void loggerNamesAndQueues_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("the base class") << "abstract"
+                                        << "AbstractLogger";
+        QTest::newRow("a subclass without a name of its own") << "unnamed"
+                                                              << "CountingLogger";
+        QTest::newRow("a subclass named at construction") << "named"
+                                                          << "test.named";
+        QTest::newRow("the console logger") << "console"
+                                            << "gludisko.ttyLogger";
+        QTest::newRow("a logger that brings no queue, named with its namespace")
+            << "bare"
+            << "(anonymous namespace)::BareLogger";
+    }
+
+    void loggerNamesAndQueues()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, name);
+
+        std::shared_ptr<Logger> logger;
+        if (kind == "abstract")
+            logger = std::make_shared<AbstractLogger>();
+        else if (kind == "unnamed")
+            logger = std::make_shared<CountingLogger>("");
+        else if (kind == "named")
+            logger = std::make_shared<CountingLogger>("test.named");
+        else if (kind == "console")
+            logger = std::make_shared<ConsoleLogger>(-1);
+        else
+            logger = std::make_shared<BareLogger>();
+        QCOMPARE(QString::fromStdString(logger->loggerName()), name);
+        if (auto* bare = dynamic_cast<BareLogger*>(logger.get())) {
+            QVERIFY(!logger->loggerQueue());
+            Log::addLogger(logger);
+            post(false, LogFlagError, "which queue");
+            QCOMPARE(QString::fromStdString(bare->queueLabel), name);
+        } else {
+            QCOMPARE(QString::fromStdString(logger->loggerQueue()->label()), name);
+            QVERIFY(logger->loggerQueue()->isLoggingQueue());
+        }
+    }
+
+    void loggerQueueCanBeReplacedBeforeAdding()
+    {
+        auto queue = std::make_shared<DispatchQueue>("test.replaced");
+        auto logger = std::make_shared<CountingLogger>("test.counting");
+        std::string ranOn;
+        logger->beforeRecording = [&](const LogMessage&) { ranOn = DispatchQueue::current()->label(); };
+        logger->setLoggerQueue(queue);
+        logger->setLoggerQueue(nullptr); // ignored
+        QVERIFY(logger->loggerQueue() == queue);
+        QVERIFY(queue->isLoggingQueue());
+        Log::addLogger(logger);
+        post(false, LogFlagError, "on the replaced queue");
+        QCOMPARE(ranOn, std::string("test.replaced"));
+        QVERIFY(logger->hooksOnOwnQueue);
     }
 
     void inFlightBoundBlocksThe1001stMessage()
