@@ -3,6 +3,7 @@
 #include "iconset/resampler.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
@@ -139,6 +140,18 @@ QSizeF nominalSize(const QImage& bitmap, std::optional<QPointF> dotsPerMeter = s
     return QSizeF(bitmap.width() * kPointsPerInch / dpiX, bitmap.height() * kPointsPerInch / dpiY);
 }
 
+// Icon files carry no colour profile, and Xcode and the devices read such files as sRGB. A source
+// drawn in another space (Display P3, as design tools export it) is therefore converted on the way
+// in, so the icons, the previews and the pasteboard all show the colours the artwork has; colours
+// outside sRGB are clipped to its edge. Carrying the profile into every icon instead would be lost
+// on any tool that ignores profiles and would differ from what the window shows.
+void convertToSrgb(QImage& bitmap)
+{
+    const QColorSpace space = bitmap.colorSpace();
+    if (space.isValid() && space != QColorSpace(QColorSpace::SRgb))
+        bitmap.convertToColorSpace(QColorSpace::SRgb);
+}
+
 bool looksLikeSvg(const QByteArray& head)
 {
     return head.contains("<svg") || head.contains("<SVG");
@@ -231,7 +244,9 @@ ImagePtr Image::fromQImage(const QImage& bitmap)
     if (bitmap.isNull())
         return image;
     image->size_ = nominalSize(bitmap);
-    image->setBitmap(bitmap.convertToFormat(QImage::Format_ARGB32_Premultiplied));
+    QImage pixels = bitmap.convertToFormat(QImage::Format_ARGB32);
+    convertToSrgb(pixels);
+    image->setBitmap(pixels.convertToFormat(QImage::Format_ARGB32_Premultiplied));
     return image;
 }
 
@@ -289,6 +304,7 @@ ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
 
         auto image = std::make_shared<Image>();
         image->size_ = nominalSize(bitmap, png ? png->dotsPerMeter : std::nullopt);
+        convertToSrgb(bitmap);
         bitmap.convertTo(QImage::Format_ARGB32_Premultiplied);
         if (bitmap.isNull())
             throw std::bad_alloc();

@@ -53,6 +53,37 @@ private slots:
         QVERIFY2(worst <= tolerance, qPrintable(u"largest difference %1"_s.arg(worst)));
     }
 
+    // Display P3 sources come out in sRGB. Expected values worked out from the two spaces'
+    // primaries (same white point and tone curve, so grey stays grey).
+    void displayP3BecomesSrgb_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QList<QPoint>>("points");
+        QTest::newRow("png with an iCCP chunk")
+            << "p3-three-colours.png" << QList<QPoint>{{0, 0}, {1, 0}, {2, 0}};
+        QTest::newRow("jpeg with an ICC profile, 8 x 8 blocks")
+            << "p3-three-colours.jpg" << QList<QPoint>{{4, 4}, {12, 4}, {20, 4}};
+    }
+
+    void displayP3BecomesSrgb()
+    {
+        QFETCH(QString, file);
+        QFETCH(QList<QPoint>, points);
+        // P3 (200, 100, 50), (230, 60, 60) and (128, 128, 128).
+        const QList<QRgb> expected{qRgb(215, 93, 31), qRgb(250, 31, 49), qRgb(128, 128, 128)};
+        const ImagePtr image = Image::fromFile(fixture(file));
+        QVERIFY(image);
+        for (const ImagePtr& from : {image, Image::fromQImage(QImage(fixture(file)))}) {
+            const QImage bitmap = from->bitmap();
+            for (int i = 0; i < points.size(); ++i) {
+                const QRgb p = bitmap.pixel(points[i]), e = expected[i];
+                QVERIFY2(std::abs(qRed(p) - qRed(e)) <= 2 && std::abs(qGreen(p) - qGreen(e)) <= 2 &&
+                             std::abs(qBlue(p) - qBlue(e)) <= 2,
+                         qPrintable(u"pixel %1 is %2"_s.arg(i).arg(p, 8, 16)));
+            }
+        }
+    }
+
     void nominalSizeFromResolution_data()
     {
         QTest::addColumn<QString>("file");
