@@ -3,6 +3,7 @@
 #include "app/editmenutrimmer.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/sourceimagenotificationcenter.h"
 #include "logging/consolelogger.h"
 #include "logging/filelogger.h"
 #include "logging/log.h"
@@ -10,8 +11,6 @@
 #include "logging/systemlogger.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/bundle.h"
-#include "platform/notificationcenter.h"
-#include "platform/notificationcenterconstants.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -40,7 +39,7 @@ AppDelegate::AppDelegate(QObject* parent) : QObject(parent)
 
 AppDelegate::~AppDelegate()
 {
-    NotificationCenter::defaultCenter().removeObserver(this);
+    SourceImageNotificationCenter::defaultCenter().removeObserver(this);
 }
 
 void AppDelegate::applicationDidFinishLaunching()
@@ -73,8 +72,8 @@ void AppDelegate::applicationDidFinishLaunching()
     EditMenuTrimmer::trimEditMenu(controller->window()->menuBar());
 
     // Mirror every accepted source image.
-    NotificationCenter::defaultCenter().addObserver(this, QString::fromLatin1(NewSourceImageNotification),
-                                                    [this](const Notification& n) { newSourceImage(n); });
+    SourceImageNotificationCenter::defaultCenter().addObserver(
+        this, [this](const ImagePtr& image) { newSourceImage(image); });
 
     // The launch announcement check starts here, without being waited for, once announcements
     // are part of the application.
@@ -82,7 +81,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::applicationWillTerminate()
 {
-    NotificationCenter::defaultCenter().removeObserver(this);
+    SourceImageNotificationCenter::defaultCenter().removeObserver(this);
 }
 
 bool AppDelegate::applicationOpenFile(const QString& path)
@@ -100,20 +99,13 @@ bool AppDelegate::openInitialDocument(const QStringList& arguments)
         const QUrl url(argument);
         return applicationOpenFile(url.isLocalFile() ? url.toLocalFile() : argument);
     }
-    const QString sample =
-        Bundle::pathForResource(QStringLiteral("images/SampleIcon"), QStringLiteral("png"));
-    if (sample.isEmpty()) {
-        LOG_ERROR("The sample icon images/SampleIcon.png is missing from '%s'",
-                  qUtf8Printable(Bundle::resourceDirectory()));
-        return false;
-    }
-    return applicationOpenFile(sample);
+    // No file: the window starts empty, showing how to bring an image in.
+    return false;
 }
 
-void AppDelegate::newSourceImage(const Notification& notification)
+void AppDelegate::newSourceImage(const ImagePtr& image)
 {
-    const ImagePtr* image = std::any_cast<ImagePtr>(&notification.object);
-    setSourceImage(image ? *image : nullptr);
+    setSourceImage(image);
 }
 
 MainWindowController* AppDelegate::mainWindowController()

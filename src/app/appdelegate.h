@@ -12,7 +12,6 @@ class ContentsJSONProcessor;
 class FileLogger;
 class ImageProcessor;
 class MainWindowController;
-struct Notification;
 
 // The application's delegate: configures logging, owns the long-lived services and the main
 // window controller, trims the Edit menu, mirrors the current source image and answers the
@@ -42,12 +41,12 @@ public:
     // Loads path into the main window exactly as loadImageWithContentsOfURL() does and answers
     // its result. Used for files given on the command line or handed over by the desktop.
     bool applicationOpenFile(const QString& path);
-    // After launch: opens the first file named in arguments (arguments[0] is the program), or
-    // the bundled sample icon when none is named.
+    // After launch: opens the first file named in arguments (arguments[0] is the program). With
+    // none named the window stays empty and this returns false.
     bool openInitialDocument(const QStringList& arguments);
 
     // Observer of NewSourceImageNotification: keeps the notification's image.
-    void newSourceImage(const Notification& notification);
+    void newSourceImage(const ImagePtr& image);
 
     MainWindowController* mainWindowController();
     ImagePtr sourceImage() const { return sourceImage_; }
