@@ -686,7 +686,7 @@ int main(int argc, char** argv)
 
     if (psnrOnly) {
         const bool first = psnrTable(catalogue, 1024);
-        const bool second = psnrTable(catalogue, 1200);
+        const bool second = psnrTable(catalogue, 1000);
         return first && second ? 0 : 1;
     }
 
@@ -773,7 +773,7 @@ int main(int argc, char** argv)
     }
 
     psnrTable(catalogue, 1024);
-    psnrTable(catalogue, 1200);
+    psnrTable(catalogue, 1000);
 
     if (study) {
         encoderStudy(source1024);
