@@ -3,6 +3,7 @@
 #include "iconset/resampler.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
@@ -25,84 +26,6 @@
 #endif
 
 namespace iconfoundry {
-
-namespace detail {
-
-// Reduced copies of one bitmap: level 0 is the bitmap itself, each further level half the size
-// of the one before (Resampler::halved). A target is resampled from the smallest level that
-// still has kHeadroom source pixels per target pixel each way, so a 16-pixel icon of a
-// 4096-pixel source reads a few thousand pixels instead of sixteen million, and the area filter
-// still sees enough pixels per target pixel to keep edges exact.
-class ImagePyramid
-{
-public:
-    static constexpr double kHeadroom = 2.0;
-
-    explicit ImagePyramid(QImage base) : base_(std::move(base)) {}
-
-    // `rect` (pixels of level 0) scaled to fill `target`.
-    QImage scaled(const QRect& rect, QSize target)
-    {
-        int level = 0;
-        QSize dims = base_.size();
-        for (;;) {
-            const QSize next((dims.width() + 1) / 2, (dims.height() + 1) / 2);
-            if (next == dims)
-                break;
-            const double sx = double(next.width()) / base_.width();
-            const double sy = double(next.height()) / base_.height();
-            if (rect.width() * sx < kHeadroom * target.width() ||
-                rect.height() * sy < kHeadroom * target.height())
-                break;
-            ++level;
-            dims = next;
-        }
-        // A level a power of two smaller that holds `rect` at exactly the target size already is
-        // the target: its pixels are exact box means of the source (4096 -> 1024, or its 0.75 band).
-        for (int shift = level + 1; shift < 31; ++shift) {
-            const int unit = 1 << shift;
-            if (base_.width() % unit || base_.height() % unit || rect.x() % unit || rect.y() % unit ||
-                rect.width() % unit || rect.height() % unit || rect.width() / unit < target.width())
-                break;
-            if (rect.size() / unit == target) {
-                level = shift;
-                break;
-            }
-        }
-        const QImage source = levelImage(level);
-        const double sx = double(source.width()) / base_.width();
-        const double sy = double(source.height()) / base_.height();
-        const QRectF mapped(rect.x() * sx, rect.y() * sy, rect.width() * sx, rect.height() * sy);
-        return Resampler::scaled(source, mapped, target);
-    }
-
-private:
-    // Builds missing levels up to `level`; stops early (returning the smallest built) when
-    // memory runs out.
-    QImage levelImage(int level)
-    {
-        if (level == 0)
-            return base_;
-        std::lock_guard lock(mutex_);
-        while (int(levels_.size()) < level) {
-            // Rounding up on odd levels and down on even ones keeps the means from drifting.
-            const bool roundHalfUp = levels_.size() % 2 == 0;
-            QImage next = Resampler::halved(levels_.empty() ? base_ : levels_.back(), roundHalfUp);
-            if (next.isNull())
-                break;
-            levels_.push_back(std::move(next));
-        }
-        if (levels_.empty())
-            return base_;
-        return levels_[std::min<size_t>(level, levels_.size()) - 1];
-    }
-
-    const QImage base_;
-    std::mutex mutex_;
-    std::vector<QImage> levels_; // levels 1, 2, ...
-};
-
-} // namespace detail
 
 namespace {
 
@@ -217,6 +140,18 @@ QSizeF nominalSize(const QImage& bitmap, std::optional<QPointF> dotsPerMeter = s
     return QSizeF(bitmap.width() * kPointsPerInch / dpiX, bitmap.height() * kPointsPerInch / dpiY);
 }
 
+// Icon files carry no colour profile, and Xcode and the devices read such files as sRGB. A source
+// drawn in another space (Display P3, as design tools export it) is therefore converted on the way
+// in, so the icons, the previews and the pasteboard all show the colours the artwork has; colours
+// outside sRGB are clipped to its edge. Carrying the profile into every icon instead would be lost
+// on any tool that ignores profiles and would differ from what the window shows.
+void convertToSrgb(QImage& bitmap)
+{
+    const QColorSpace space = bitmap.colorSpace();
+    if (space.isValid() && space != QColorSpace(QColorSpace::SRgb))
+        bitmap.convertToColorSpace(QColorSpace::SRgb);
+}
+
 bool looksLikeSvg(const QByteArray& head)
 {
     return head.contains("<svg") || head.contains("<SVG");
@@ -309,7 +244,9 @@ ImagePtr Image::fromQImage(const QImage& bitmap)
     if (bitmap.isNull())
         return image;
     image->size_ = nominalSize(bitmap);
-    image->setBitmap(bitmap.convertToFormat(QImage::Format_ARGB32_Premultiplied));
+    QImage pixels = bitmap.convertToFormat(QImage::Format_ARGB32);
+    convertToSrgb(pixels);
+    image->setBitmap(pixels.convertToFormat(QImage::Format_ARGB32_Premultiplied));
     return image;
 }
 
@@ -367,6 +304,7 @@ ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
 
         auto image = std::make_shared<Image>();
         image->size_ = nominalSize(bitmap, png ? png->dotsPerMeter : std::nullopt);
+        convertToSrgb(bitmap);
         bitmap.convertTo(QImage::Format_ARGB32_Premultiplied);
         if (bitmap.isNull())
             throw std::bad_alloc();
@@ -407,9 +345,7 @@ ImagePtr Image::fromSvg(const QByteArray& data, const QString& name, Error* erro
 
 void Image::setBitmap(QImage bitmap)
 {
-    representations_ = {bitmap};
-    pyramidRect_ = bitmap.rect();
-    pyramid_ = std::make_shared<detail::ImagePyramid>(std::move(bitmap));
+    representations_ = {std::move(bitmap)};
 }
 
 QSize Image::pixelSize() const
@@ -434,8 +370,6 @@ QImage Image::drawnAtPixelSize(QSize pixels) const
     try {
         if (hasVector())
             return renderSvg(vector_, vectorCrop_, pixels);
-        if (pyramid_)
-            return pyramid_->scaled(pyramidRect_, pixels);
         if (!representations_.isEmpty())
             return Resampler::scaled(bitmap(), pixels);
     } catch (const std::bad_alloc&) {

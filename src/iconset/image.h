@@ -9,6 +9,7 @@
 #include <QRectF>
 #include <QSizeF>
 #include <memory>
+#include <vector>
 
 class QIODevice;
 
@@ -17,15 +18,10 @@ namespace iconfoundry {
 class Image;
 using ImagePtr = std::shared_ptr<Image>;
 
-namespace detail {
-class ImagePyramid;
-}
-
 // A source or rendered image: one or more bitmap representations plus a nominal size in points
 // (pixels x 72 / dpi), and for SVG sources the vector, which draws crisply at any size.
 // Shared by pointer. Not thread-safe for writers: imageWithSize() and imageMaskedByImage() change
-// the receiver's nominal size. Every const member may run on several threads at once (the
-// reduced copies that large bitmaps are scaled from are built once, under a lock).
+// the receiver's nominal size. Every const member may run on several threads at once.
 //
 // Decoding refuses images above kMaxSide pixels a side or kMaxPixels pixels in all, before any
 // pixel is decoded, so a hostile header cannot make the process allocate gigabytes; the same
@@ -73,6 +69,18 @@ public:
     // threads may render one source at once.
     ImagePtr renderedAtSize(QSizeF size) const;
 
+    // Several cuts drawn at once: for each, the bitmap of imageInRect(rect) drawn at `size`
+    // (unscaledBitmapImageRep() of renderedAtSize(), with the same pixels, though here as
+    // Format_ARGB32_Premultiplied), or a null image for a cut this does not draw: a vector
+    // source, a size larger than its cut, an empty one. The caller draws those one at a time.
+    // One pass over the bitmap serves every size, on up to `threads` threads.
+    struct Cut
+    {
+        QRectF rect; // null: the whole image
+        QSizeF size;
+    };
+    std::vector<QImage> shrunkenCuts(const std::vector<Cut>& cuts, int threads) const;
+
 private:
     // The receiver drawn to fill exactly `pixels` (ARGB32 premultiplied), from the vector when
     // there is one, else resampled from the bitmap; null when there is nothing to draw.
@@ -85,10 +93,6 @@ private:
     QList<QImage> representations_;
     QByteArray vector_; // SVG document, empty for bitmap sources
     QRectF vectorCrop_; // part of the vector's view box the image shows; empty = all of it
-    // Reduced copies of the bitmap this image was cut from, shared with its cuts, and where in
-    // that bitmap (level 0) this image's pixels lie.
-    std::shared_ptr<detail::ImagePyramid> pyramid_;
-    QRect pyramidRect_;
 };
 
 } // namespace iconfoundry

@@ -21,6 +21,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QThread>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
 #include <algorithm>
@@ -87,12 +88,15 @@ struct WriteFailure
     QString description;
 };
 
-// One distinct picture to make: `from` (the source or a crop of it) drawn at `target`.
+// One distinct picture to make: `from` (the source or a crop of it) drawn at `target`, unless
+// `drawn` already holds it.
 struct RenderJob
 {
     ImagePtr from;
     QSizeF target;
     qint64 pixels = 0;
+    std::optional<QRectF> crop;
+    QImage drawn;
 };
 
 struct RenderOutcome
@@ -104,7 +108,8 @@ struct RenderOutcome
 RenderOutcome render(const RenderJob& job)
 {
     try {
-        const QImage bitmap = job.from->renderedAtSize(job.target)->unscaledBitmapImageRep();
+        const QImage bitmap =
+            job.drawn.isNull() ? job.from->renderedAtSize(job.target)->unscaledBitmapImageRep() : job.drawn;
         const QSize pixels = truncated(job.target);
         if (bitmap.isNull())
             return {{},
@@ -243,13 +248,10 @@ QList<ImagePtr> ImageProcessor::resizeImage(const ImagePtr& image, const QList<I
     for (const ImageSize& size : allImageSizes()) {
         if (!imageSize(size, categories))
             continue;
+        // Drawn with renderedAtSize(), never imageWithSize(): the caller's image may be shown and
+        // read elsewhere while this runs, so its nominal size is left alone.
         ImagePtr from = size.cropAspect() != 0 ? croppedImage(image, size) : image;
-        const QSizeF target = targetSize(size);
-        // imageWithSize() would leave the source with the target's nominal size; the concurrent
-        // rendering below leaves the source alone, so that happens here, in catalogue order.
-        if (from == image && image)
-            image->setSize(target);
-        items.append({std::move(from), target});
+        items.append({std::move(from), targetSize(size)});
     }
     if (items.isEmpty())
         return {};
@@ -290,10 +292,6 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
                 from = image->imageInRect(*crop);
         }
         const QSizeF target = targetSize(size);
-        // Drawing from the source itself leaves it with the target's nominal size (see
-        // imageWithSize()); the workers leave the source alone, so it happens here, in order.
-        if (from == image && image)
-            image->setSize(target);
 
         const QSize pixels = truncated(target);
         const QString key = crop ? QString::asprintf("%a %a %a %a %d %d", crop->x(), crop->y(), crop->width(),
@@ -306,7 +304,7 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
         } else {
             job = int(jobs.size());
             jobByKey.insert(key, job);
-            jobs.push_back({from, target, qint64(pixels.width()) * pixels.height()});
+            jobs.push_back({from, target, qint64(pixels.width()) * pixels.height(), crop, {}});
         }
         entries.push_back({joinPath(path, size.fileName().value_or(QString())), job, false});
     }
@@ -317,6 +315,15 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
                    QStringLiteral("There is no image to save."));
         return false;
     }
+    // Every size the bitmap shrinks to comes from one pass over its rows; the rest (vector
+    // sources, sizes larger than their cut) are drawn by the jobs themselves.
+    std::vector<Image::Cut> cuts;
+    for (const RenderJob& job : jobs)
+        cuts.push_back({job.crop.value_or(QRectF()), job.target});
+    std::vector<QImage> drawn = image->shrunkenCuts(cuts, QThread::idealThreadCount());
+    for (size_t i = 0; i < jobs.size(); ++i)
+        jobs[i].drawn = std::move(drawn[i]);
+
     std::vector<bool> seen(jobs.size(), false);
     for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
         it->lastUse = !seen[it->job];

@@ -14,6 +14,7 @@
 // unscaledBitmapImageRep  An RGBA bitmap (premultiplied, 72 dpi) of exactly the nominal size
 //                         truncated toward zero (83.5 -> 83), starting fully transparent and
 //                         holding the receiver scaled to fill it.
+#include "iconset/areasampler.h"
 #include "iconset/image.h"
 
 #include <QPainter>
@@ -39,6 +40,21 @@ QSize truncatedPixelSize(QSizeF size)
     return pixels;
 }
 
+// The rectangle made integral (origin rounded down, far edges rounded up) and clipped to bounds;
+// empty when nothing is left or the rectangle is not finite.
+QRect integralCut(const QRectF& rect, QSize bounds)
+{
+    const QRectF r = rect.normalized();
+    if (bounds.isEmpty() || !std::isfinite(r.x()) || !std::isfinite(r.y()) || !std::isfinite(r.width()) ||
+        !std::isfinite(r.height()))
+        return {};
+    const double left = std::clamp(std::floor(r.left()), 0.0, double(bounds.width()));
+    const double top = std::clamp(std::floor(r.top()), 0.0, double(bounds.height()));
+    const double right = std::clamp(std::ceil(r.right()), 0.0, double(bounds.width()));
+    const double bottom = std::clamp(std::ceil(r.bottom()), 0.0, double(bounds.height()));
+    return QRect(int(left), int(top), int(right - left), int(bottom - top));
+}
+
 void releaseImage(void* image)
 {
     delete static_cast<QImage*>(image);
@@ -61,23 +77,12 @@ ImagePtr Image::imageInRect(const QRectF& rect) const
     auto result = std::make_shared<Image>();
     result->size_ = QSizeF(0, 0); // what an empty cut leaves
     const QSize bounds = pixelSize();
-    const QRectF r = rect.normalized();
-    if (bounds.isEmpty() || !std::isfinite(r.x()) || !std::isfinite(r.y()) || !std::isfinite(r.width()) ||
-        !std::isfinite(r.height()))
-        return result;
-
-    const double left = std::clamp(std::floor(r.left()), 0.0, double(bounds.width()));
-    const double top = std::clamp(std::floor(r.top()), 0.0, double(bounds.height()));
-    const double right = std::clamp(std::ceil(r.right()), 0.0, double(bounds.width()));
-    const double bottom = std::clamp(std::ceil(r.bottom()), 0.0, double(bounds.height()));
-    const QRect cut(int(left), int(top), int(right - left), int(bottom - top));
+    const QRect cut = integralCut(rect, bounds);
     if (cut.isEmpty())
         return result;
 
     result->representations_ = {viewOf(representations_.front(), cut)};
     result->size_ = QSizeF(cut.size());
-    result->pyramid_ = pyramid_;
-    result->pyramidRect_ = cut.translated(pyramidRect_.topLeft());
     if (hasVector()) {
         // The same cut of the vector: the bitmap shows vectorCrop_ stretched over its pixels.
         const QRectF base = vectorCrop_;
@@ -111,6 +116,31 @@ ImagePtr Image::renderedAtSize(QSizeF size) const
         result->vectorCrop_ = vectorCrop_;
     }
     return result;
+}
+
+std::vector<QImage> Image::shrunkenCuts(const std::vector<Cut>& cuts, int threads) const
+{
+    std::vector<QImage> results(cuts.size());
+    if (hasVector() || representations_.isEmpty())
+        return results;
+    const QImage source = bitmap();
+    std::vector<AreaSampler::Request> requests;
+    std::vector<size_t> asked;
+    for (size_t i = 0; i < cuts.size(); ++i) {
+        const QRect cut = cuts[i].rect.isNull() ? source.rect() : integralCut(cuts[i].rect, source.size());
+        const AreaSampler::Request request{QRectF(cut), truncatedPixelSize(cuts[i].size)};
+        if (!cut.isEmpty() && AreaSampler::canSample(source, request)) {
+            requests.push_back(request);
+            asked.push_back(i);
+        }
+    }
+    std::vector<QImage> sampled = AreaSampler::sample(source, requests, threads);
+    for (size_t k = 0; k < asked.size(); ++k) {
+        sampled[k].setDotsPerMeterX(kDotsPerMeterAt72Dpi);
+        sampled[k].setDotsPerMeterY(kDotsPerMeterAt72Dpi);
+        results[asked[k]] = std::move(sampled[k]);
+    }
+    return results;
 }
 
 ImagePtr Image::imageMaskedByImage(const ImagePtr& mask)

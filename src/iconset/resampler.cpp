@@ -1,5 +1,7 @@
 #include "iconset/resampler.h"
 
+#include "iconset/areasampler.h"
+
 #include <QtEndian>
 #include <algorithm>
 #include <cmath>
@@ -10,15 +12,6 @@
 namespace iconfoundry {
 
 namespace {
-
-// Byte offset of alpha inside one 4-byte pixel of the supported formats.
-int alphaOffset(QImage::Format format)
-{
-    if (format == QImage::Format_RGBA8888_Premultiplied)
-        return 3;
-    // ARGB32 is a native-endian 32-bit word 0xAARRGGBB.
-    return Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? 3 : 0;
-}
 
 QImage premultipliedSource(const QImage& source)
 {
@@ -200,6 +193,14 @@ void storeRow(const float* acc, int width, int alpha, uint8_t* dst)
 
 } // namespace
 
+int Resampler::alphaOffset(QImage::Format format)
+{
+    if (format == QImage::Format_RGBA8888_Premultiplied)
+        return 3;
+    // ARGB32 is a native-endian 32-bit word 0xAARRGGBB.
+    return Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? 3 : 0;
+}
+
 QImage Resampler::scaled(const QImage& input, const QRectF& sourceRect, QSize target, Filter filter)
 {
     if (input.isNull() || target.isEmpty())
@@ -209,6 +210,9 @@ QImage Resampler::scaled(const QImage& input, const QRectF& sourceRect, QSize ta
         return {};
 
     const QImage source = premultipliedSource(input);
+    const AreaSampler::Request request{clipped, target};
+    if ((filter == Filter::Area || filter == Filter::Automatic) && AreaSampler::canSample(source, request))
+        return AreaSampler::sample(source, {request}).front();
     QImage result(target, source.format());
     if (result.isNull())
         return {};
@@ -253,35 +257,6 @@ QImage Resampler::scaled(const QImage& input, const QRectF& sourceRect, QSize ta
                 acc[i] += wk * row[i];
         }
         storeRow(acc.data(), width, alpha, result.scanLine(y));
-    }
-    return result;
-}
-
-QImage Resampler::halved(const QImage& input, bool roundHalfUp)
-{
-    if (input.isNull())
-        return {};
-    const QSize half((input.width() + 1) / 2, (input.height() + 1) / 2);
-    if (input.width() % 2 || input.height() % 2)
-        return scaled(input, half, Filter::Area);
-
-    const QImage source = premultipliedSource(input);
-    QImage result(half, source.format());
-    if (result.isNull())
-        return {};
-    // Exact halves go one way for the whole image: rounding that changes from pixel to pixel
-    // (by position, or half to even) leaves a fine ripple that deflate compresses badly. Callers
-    // that halve repeatedly alternate the direction, so the levels do not drift.
-    // Colour sums never exceed the alpha sum, and a common rounding keeps that order.
-    const unsigned bias = roundHalfUp ? 2 : 1;
-    for (int y = 0; y < half.height(); ++y) {
-        const uint8_t* r0 = source.constScanLine(2 * y);
-        const uint8_t* r1 = source.constScanLine(2 * y + 1);
-        uint8_t* out = result.scanLine(y);
-        for (int x = 0; x < half.width(); ++x)
-            for (int c = 0; c < 4; ++c)
-                out[4 * x + c] = uint8_t(
-                    (r0[8 * x + c] + r0[8 * x + 4 + c] + r1[8 * x + c] + r1[8 * x + 4 + c] + bias) >> 2);
     }
     return result;
 }

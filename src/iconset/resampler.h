@@ -18,10 +18,12 @@ namespace iconfoundry {
 class Resampler
 {
 public:
-    enum class Filter {
+    enum class Filter
+    {
         // Area averaging along an axis that shrinks, Mitchell-Netravali cubic along one that grows.
         Automatic,
-        // Each target pixel is the exact area-weighted mean of the source pixels it covers.
+        // Each target pixel is the exact area-weighted mean of the source pixels it covers
+        // (AreaSampler when neither axis grows).
         Area,
         // Linear (tent) filter, widened when shrinking.
         Triangle,
@@ -42,10 +44,8 @@ public:
         return scaled(source, QRectF(QPointF(0, 0), QSizeF(source.size())), target, filter);
     }
 
-    // Half the size each way, rounded up ((w + 1) / 2 by (h + 1) / 2). For even sides each pixel
-    // is the mean of the 2 x 2 block it covers, exact halves rounded up or down as asked (the same
-    // way for the whole image); odd sides are area-averaged.
-    static QImage halved(const QImage& source, bool roundHalfUp = true);
+    // Byte offset of alpha inside one pixel of a premultiplied format above.
+    static int alphaOffset(QImage::Format format);
 };
 
 } // namespace iconfoundry

@@ -1,4 +1,5 @@
 #include "helper_iconset.h"
+#include "iconset/areasampler.h"
 #include "iconset/image.h"
 #include "iconset/resampler.h"
 
@@ -50,6 +51,37 @@ private slots:
         QVERIFY(!image->hasVector());
         const int worst = difference(image->bitmap(), pattern, QImage::Format_ARGB32).first;
         QVERIFY2(worst <= tolerance, qPrintable(u"largest difference %1"_s.arg(worst)));
+    }
+
+    // Display P3 sources come out in sRGB. Expected values worked out from the two spaces'
+    // primaries (same white point and tone curve, so grey stays grey).
+    void displayP3BecomesSrgb_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QList<QPoint>>("points");
+        QTest::newRow("png with an iCCP chunk")
+            << "p3-three-colours.png" << QList<QPoint>{{0, 0}, {1, 0}, {2, 0}};
+        QTest::newRow("jpeg with an ICC profile, 8 x 8 blocks")
+            << "p3-three-colours.jpg" << QList<QPoint>{{4, 4}, {12, 4}, {20, 4}};
+    }
+
+    void displayP3BecomesSrgb()
+    {
+        QFETCH(QString, file);
+        QFETCH(QList<QPoint>, points);
+        // P3 (200, 100, 50), (230, 60, 60) and (128, 128, 128).
+        const QList<QRgb> expected{qRgb(215, 93, 31), qRgb(250, 31, 49), qRgb(128, 128, 128)};
+        const ImagePtr image = Image::fromFile(fixture(file));
+        QVERIFY(image);
+        for (const ImagePtr& from : {image, Image::fromQImage(QImage(fixture(file)))}) {
+            const QImage bitmap = from->bitmap();
+            for (int i = 0; i < points.size(); ++i) {
+                const QRgb p = bitmap.pixel(points[i]), e = expected[i];
+                QVERIFY2(std::abs(qRed(p) - qRed(e)) <= 2 && std::abs(qGreen(p) - qGreen(e)) <= 2 &&
+                             std::abs(qBlue(p) - qBlue(e)) <= 2,
+                         qPrintable(u"pixel %1 is %2"_s.arg(i).arg(p, 8, 16)));
+            }
+        }
     }
 
     void nominalSizeFromResolution_data()
@@ -247,38 +279,91 @@ private slots:
         QCOMPARE(bitmap.pixel(16, 16), qRgba(0, 0, 255, 255));
     }
 
-    void halvingDoesNotDrift()
+    // Means worked out by hand: each target pixel is the mean of the source area it covers, a
+    // source pixel counting by the fraction of it inside; premultiplied, so transparent pixels
+    // add no colour.
+    void exactAreaAverages_data()
     {
-        // Noise, so exact halves are common at every level: always rounding them up would lift the
-        // mean by about 1/8 step per level; alternating the direction per level keeps it in place.
-        QImage level(256, 256, QImage::Format_ARGB32_Premultiplied);
-        QRandomGenerator random(17);
-        for (int y = 0; y < 256; ++y)
-            for (int x = 0; x < 256; ++x)
-                level.setPixel(x, y, qRgba(random.bounded(256), 0, 0, 255));
-        const auto redMean = [](const QImage& image) {
-            double sum = 0;
-            for (int y = 0; y < image.height(); ++y)
-                for (int x = 0; x < image.width(); ++x)
-                    sum += qRed(image.pixel(x, y));
-            return sum / (image.width() * image.height());
-        };
-        const double original = redMean(level);
-        for (int i = 0; i < 4; ++i)
-            level = Resampler::halved(level, i % 2 == 0);
-        QCOMPARE(level.size(), QSize(16, 16));
-        QVERIFY2(std::abs(redMean(level) - original) < 0.15,
-                 qPrintable(QString::number(redMean(level) - original)));
+        QTest::addColumn<QSize>("source");
+        QTest::addColumn<QList<int>>("red");   // red of the source pixels, row by row
+        QTest::addColumn<QList<int>>("alpha"); // their alpha; empty: all opaque
+        QTest::addColumn<QRectF>("rect");
+        QTest::addColumn<QSize>("target");
+        QTest::addColumn<QList<QRgb>>("expected"); // straight colour, row by row
+        const QList<int> opaque;
+        // 1.5 x 1.5 source pixels per target pixel: weights 1, 1/2 and 1/4 over 9/4.
+        QTest::newRow("3 x 3 to 2 x 2")
+            << QSize(3, 3) << QList<int>{0, 0, 0, 0, 225, 0, 0, 0, 90} << opaque << QRectF(0, 0, 3, 3)
+            << QSize(2, 2) << QList<QRgb>{qRgb(25, 0, 0), qRgb(25, 0, 0), qRgb(25, 0, 0), qRgb(65, 0, 0)};
+        // x from 0.5 to 3: half of the first pixel, none of the last.
+        QTest::newRow("fractional left edge, one pixel")
+            << QSize(4, 1) << QList<int>{40, 80, 120, 200} << opaque << QRectF(0.5, 0, 2.5, 1) << QSize(1, 1)
+            << QList<QRgb>{qRgb(88, 0, 0)};
+        QTest::newRow("fractional left edge, two pixels")
+            << QSize(4, 1) << QList<int>{40, 80, 120, 200} << opaque << QRectF(0.5, 0, 2.5, 1) << QSize(2, 1)
+            << QList<QRgb>{qRgb(64, 0, 0), qRgb(112, 0, 0)};
+        // Rows 0.25 to 2.75 of a column: 3/4 of the top, all of the middle, 3/4 of the bottom.
+        QTest::newRow("fractional top and bottom")
+            << QSize(1, 3) << QList<int>{100, 20, 240} << opaque << QRectF(0, 0.25, 1, 2.5) << QSize(1, 1)
+            << QList<QRgb>{qRgb(110, 0, 0)};
+        QTest::newRow("transparent neighbours add no darkness")
+            << QSize(3, 1) << QList<int>{0, 255, 0} << QList<int>{0, 255, 0} << QRectF(0, 0, 3, 1)
+            << QSize(1, 1) << QList<QRgb>{qRgba(255, 0, 0, 85)};
+        QTest::newRow("same size is the pixels themselves")
+            << QSize(2, 1) << QList<int>{7, 250} << opaque << QRectF(0, 0, 2, 1) << QSize(2, 1)
+            << QList<QRgb>{qRgb(7, 0, 0), qRgb(250, 0, 0)};
+    }
 
-        // Exact halves go the asked way: stripes of 0 and 255 give 128 rounding up, 127 down.
-        QImage stripes(64, 64, QImage::Format_ARGB32_Premultiplied);
-        for (int x = 0; x < 64; ++x)
-            for (int y = 0; y < 64; ++y)
-                stripes.setPixel(x, y, x % 2 ? qRgba(255, 255, 255, 255) : qRgba(0, 0, 0, 255));
-        QCOMPARE(qRed(Resampler::halved(stripes, true).pixel(5, 7)), 128);
-        QCOMPARE(qRed(Resampler::halved(stripes, false).pixel(5, 7)), 127);
-        // Odd sides: 3 x 3 becomes 2 x 2, area-averaged.
-        QCOMPARE(Resampler::halved(stripes.copy(0, 0, 3, 3)).size(), QSize(2, 2));
+    void exactAreaAverages()
+    {
+        QFETCH(QSize, source);
+        QFETCH(QList<int>, red);
+        QFETCH(QList<int>, alpha);
+        QFETCH(QRectF, rect);
+        QFETCH(QSize, target);
+        QFETCH(QList<QRgb>, expected);
+        QImage image(source, QImage::Format_ARGB32);
+        for (int i = 0; i < red.size(); ++i)
+            image.setPixel(i % source.width(), i / source.width(),
+                           qRgba(red[i], 0, 0, alpha.isEmpty() ? 255 : alpha[i]));
+        const QImage premultiplied = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        for (int threads : {1, 2}) {
+            const QImage result = AreaSampler::sample(premultiplied, {{rect, target}}, threads)
+                                      .front()
+                                      .convertToFormat(QImage::Format_ARGB32);
+            QCOMPARE(result.size(), target);
+            QList<QRgb> pixels;
+            for (int y = 0; y < target.height(); ++y)
+                for (int x = 0; x < target.width(); ++x)
+                    pixels.append(result.pixel(x, y));
+            QCOMPARE(pixels, expected);
+        }
+    }
+
+    // A size comes out the same whatever else is made in the same pass and however many threads
+    // share it, and the same as Resampler and renderedAtSize() make it alone.
+    void onePassEqualsOneAtATime()
+    {
+        const QImage art = artwork(1200);
+        const std::vector<AreaSampler::Request> requests{{QRectF(0, 0, 1200, 1200), QSize(1024, 1024)},
+                                                         {QRectF(0, 0, 1200, 1200), QSize(87, 87)},
+                                                         {QRectF(0, 150, 1200, 900), QSize(120, 90)},
+                                                         {QRectF(0, 149, 1200, 896), QSize(134, 100)},
+                                                         {QRectF(0, 0, 1200, 1200), QSize(20, 20)}};
+        const std::vector<QImage> together = AreaSampler::sample(art, requests, 2);
+        const ImagePtr image = Image::fromQImage(art);
+        for (size_t i = 0; i < requests.size(); ++i) {
+            const QImage alone = AreaSampler::sample(art, {requests[i]}, 1).front();
+            QCOMPARE(together[i], alone);
+            QCOMPARE(Resampler::scaled(art, requests[i].source, requests[i].target), alone);
+            QCOMPARE(image->imageInRect(requests[i].source)
+                         ->renderedAtSize(QSizeF(requests[i].target))
+                         ->unscaledBitmapImageRep()
+                         .convertToFormat(QImage::Format_ARGB32_Premultiplied),
+                     alone);
+        }
+        // Growing is not area sampling: nothing comes back for it.
+        QVERIFY(AreaSampler::sample(art, {{QRectF(0, 0, 100, 100), QSize(101, 100)}}).front().isNull());
     }
 };
 

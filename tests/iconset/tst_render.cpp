@@ -3,6 +3,7 @@
 #include "iconset/imageprocessor.h"
 #include "iconset/pngwriter.h"
 
+#include <QPainter>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
@@ -274,20 +275,82 @@ private slots:
         }
     }
 
-    // The source ends at the target of the last size drawn from the source itself; a size cut to
-    // another aspect draws from the cut and leaves it alone.
-    void sourceKeepsLastTargetAsNominalSize()
+    // Rendering leaves the caller's image as it was: its nominal size and its pixels (the window
+    // and its observers hold the same image while saves run).
+    void callersImageIsLeftAlone()
     {
-        processor_.setAllImageSizes(
-            {square(29, 2, "a.png"), makeSize(nullptr, 60, 45, 2, "b.png", 101, 0.75)});
+        processor_.setAllImageSizes({square(29, 2, "a.png"), makeSize(nullptr, 60, 45, 2, "b.png", 101, 0.75),
+                                     square(300, 1, "c.png")});
         QTemporaryDir dir;
-        const ImagePtr image = Image::fromQImage(artwork(256)), again = Image::fromQImage(artwork(256));
+        const QImage art = artwork(256);
+        const ImagePtr image = Image::fromQImage(art);
+        const QImage before = image->bitmap().copy();
         QVERIFY(processor_.resizeAndSaveImage(image, categories("101"), dir.path()));
-        const QList<ImagePtr> icons = processor_.resizeImage(again, categories("101"));
-        QCOMPARE(icons.size(), 2);
-        QCOMPARE((QList<QSizeF>{image->size(), again->size(), icons[0]->size(), icons[1]->size()}),
-                 (QList<QSizeF>{{58, 58}, {58, 58}, {58, 58}, {120, 90}}));
+        const QList<ImagePtr> icons = processor_.resizeImage(image, categories("101"));
+        QCOMPARE(image->size(), QSizeF(256, 256));
+        QCOMPARE(image->pixelSize(), QSize(256, 256));
+        QCOMPARE(image->bitmap(), before);
+        QCOMPARE((QList<QSizeF>{icons[0]->size(), icons[1]->size(), icons[2]->size()}),
+                 (QList<QSizeF>{{58, 58}, {120, 90}, {300, 300}}));
         QCOMPARE(icons[1]->pixelSize(), QSize(120, 90));
+    }
+
+    // Red exactly over the rows each crop keeps (worked out by hand: the aspect times 1024 rows,
+    // centred, widened to whole rows), lime everywhere else: no lime may reach the icon.
+    void cropSurroundingsNeverBleedIn_data()
+    {
+        QTest::addColumn<double>("width");
+        QTest::addColumn<double>("height");
+        QTest::addColumn<double>("scale");
+        QTest::addColumn<int>("firstRow");
+        QTest::addColumn<int>("lastRow");
+        QTest::newRow("67 x 50 at 2x: rows 129.91 to 894.09") << 67.0 << 50.0 << 2.0 << 129 << 894;
+        QTest::newRow("74 x 55 at 2x: rows 131.46 to 892.54") << 74.0 << 55.0 << 2.0 << 131 << 892;
+        QTest::newRow("27 x 20 at 2x: rows 132.74 to 891.26") << 27.0 << 20.0 << 2.0 << 132 << 891;
+        QTest::newRow("27 x 20 at 3x") << 27.0 << 20.0 << 3.0 << 132 << 891;
+        QTest::newRow("60 x 45 at 3x: rows 128 to 896, whole") << 60.0 << 45.0 << 3.0 << 128 << 895;
+        QTest::newRow("1024 x 768 at 1x") << 1024.0 << 768.0 << 1.0 << 128 << 895;
+    }
+
+    void cropSurroundingsNeverBleedIn()
+    {
+        QFETCH(double, width);
+        QFETCH(double, height);
+        QFETCH(double, scale);
+        QFETCH(int, firstRow);
+        QFETCH(int, lastRow);
+        QImage source(1024, 1024, QImage::Format_ARGB32);
+        source.fill(QColor(0, 255, 0));
+        QPainter(&source).fillRect(0, firstRow, 1024, lastRow - firstRow + 1, QColor(255, 0, 0));
+        processor_.setAllImageSizes({makeSize(nullptr, width, height, scale, "m.png", 501, height / width)});
+        QTemporaryDir dir;
+        QVERIFY(processor_.resizeAndSaveImage(Image::fromQImage(source), categories("501"), dir.path()));
+        const QImage icon = QImage(dir.filePath(u"m.png"_s)).convertToFormat(QImage::Format_ARGB32);
+        QCOMPARE(icon.size(), QSize(int(width * scale), int(height * scale)));
+        for (int y = 0; y < icon.height(); ++y)
+            for (int x = 0; x < icon.width(); ++x)
+                QVERIFY2(icon.pixel(x, y) == qRgb(255, 0, 0),
+                         qPrintable(u"pixel %1,%2 is %3"_s.arg(x).arg(y).arg(icon.pixel(x, y), 8, 16)));
+    }
+
+    // A file holds the same pixels as the size drawn on its own (opaque source: no rounding in
+    // the PNG's straight alpha), whatever else the same save draws.
+    void savedIconEqualsSizeDrawnAlone()
+    {
+        processor_.setAllImageSizes({square(512, 2, "big.png"), square(43.5, 2, "odd.png"),
+                                     makeSize(nullptr, 67, 50, 2, "wide.png", 101, 50.0 / 67),
+                                     square(10, 1, "tiny.png")});
+        const ImagePtr image = Image::fromQImage(coordinatePattern(1100, 1100));
+        QTemporaryDir dir;
+        QVERIFY(processor_.resizeAndSaveImage(image, categories("101"), dir.path()));
+        for (const ImageSize& size : processor_.allImageSizes()) {
+            const ImagePtr from = size.cropAspect() != 0 ? processor_.croppedImage(image, size) : image;
+            const QImage alone = from->renderedAtSize(QSizeF(size.pixelSize()))
+                                     ->unscaledBitmapImageRep()
+                                     .convertToFormat(QImage::Format_ARGB32);
+            const QImage saved(dir.filePath(*size.fileName()));
+            QVERIFY2(saved.convertToFormat(QImage::Format_ARGB32) == alone, qPrintable(*size.fileName()));
+        }
     }
 
     // 17 x 17 one-unit cells on a 1024-point document: drawn from the vector at 17 pixels each cell
