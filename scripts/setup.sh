@@ -13,6 +13,7 @@ packages=(
   libdeflate-dev
   libsystemd-dev
   xvfb xauth fonts-dejavu-core
+  xclip
 )
 
 missing=()

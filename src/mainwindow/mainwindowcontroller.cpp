@@ -7,16 +7,18 @@
 #include "mainwindow/categoryselection.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/pasteboardreader.h"
+#include "mainwindow/progresswindowcontroller.h"
 #include "mainwindow/recentdocumentsmenu.h"
 #include "mainwindow/sourcefilewatch.h"
-#include "ui/alerts.h"
 #include "platform/defaults.h"
-#include "ui/panels.h"
 #include "platform/texts.h"
+#include "ui/alerts.h"
+#include "ui/panels.h"
 #include "ui_mainwindowcontroller.h"
 
 #include <QAction>
 #include <QClipboard>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QMainWindow>
 #include <QMenu>
@@ -112,6 +114,10 @@ void MainWindowController::windowDidLoad()
         " border-radius: 10px; }"));
 
     ui_->imageView->setController(this);
+    ui_->imageView->setDraggingSource(this);
+    connect(ui_->imageView, &DragDropImageView::dropFailed, this, [this](const QString& why) {
+        showStatusMessage(Texts::text("MainWindow.Status.DropUnreadable").arg(why));
+    });
     connectActions();
     rebuildCategoryCheckboxes();
 
@@ -182,6 +188,7 @@ bool MainWindowController::loadImageWithContentsOfURL(const QUrl& url)
 
     if (!url.isLocalFile()) {
         LOG_ERROR("Not loading '%s': only local files can be opened", qUtf8Printable(urlText(url)));
+        showStatusMessage(Texts::text("MainWindow.Status.NotLocal").arg(urlText(url)));
         return false;
     }
     Error error;
@@ -189,6 +196,9 @@ bool MainWindowController::loadImageWithContentsOfURL(const QUrl& url)
     if (!image) {
         LOG_ERROR("Not loading '%s': %s", qUtf8Printable(url.toLocalFile()),
                   qUtf8Printable(error.localizedDescription));
+        // Not worth an alert, but the user should not have to guess why nothing happened.
+        showStatusMessage(Texts::text("MainWindow.Status.Unreadable")
+                              .arg(QFileInfo(url.toLocalFile()).fileName(), error.localizedDescription));
         return false;
     }
 
@@ -231,14 +241,14 @@ void MainWindowController::isImageSizeProper(const ImagePtr& image, std::functio
     // A vector has no pixels of its own: its nominal size is all there is.
     const QSizeF shape = image->hasVector() ? image->size() : QSizeF(image->pixelSize());
     const bool square = shape.width() == shape.height();
-    const bool landscapeFourThree =
-        !square && shape.height() > 0 && shape.width() * 3 == shape.height() * 4;
+    const bool landscapeFourThree = !square && shape.height() > 0 && shape.width() * 3 == shape.height() * 4;
     // The next question, asked only after the shape was accepted.
     auto askSize = [image, completion]() {
         // A vector source is drawn afresh at every icon's pixel size, so its nominal pixel size
         // says nothing about the quality of the result: only bitmaps are asked about.
         const QSize pixels = image->pixelSize();
-        if (image->hasVector() || (pixels.height() >= kMinimumPixelHeight && pixels.width() >= kMinimumPixelWidth)) {
+        if (image->hasVector() ||
+            (pixels.height() >= kMinimumPixelHeight && pixels.width() >= kMinimumPixelWidth)) {
             completion(true);
             return;
         }
@@ -390,12 +400,13 @@ bool MainWindowController::validateMenuItem(QAction* item)
 {
     if (!item || !window_)
         return true;
+    // One write at a time: the commands that write wait until the current one is done.
     if (item == ui_->actionSaveDocument)
-        return hasImage() && (!directoryURL_.isEmpty() || !xcodeIconSetURL_.isEmpty());
+        return hasImage() && !isWriting() && (!directoryURL_.isEmpty() || !xcodeIconSetURL_.isEmpty());
     // Nothing ticked still enables these: they explain that no sizes are chosen.
     if (item == ui_->actionSaveDocumentAs || item == ui_->actionSaveDocumentToXcode ||
         item == ui_->actionCopy)
-        return hasImage();
+        return hasImage() && !isWriting();
     if (item == ui_->actionPaste) {
         const QClipboard* clipboard = QGuiApplication::clipboard();
         return clipboard && PasteboardReader::canPaste(clipboard->mimeData());
@@ -412,42 +423,10 @@ void MainWindowController::validateMenuItems()
         action->setEnabled(validateMenuItem(action));
 }
 
-// MARK: - Save flows and clipboard
-//
-// The writing of icon sets and the clipboard exchange come with the save and clipboard work;
-// until then the commands keep their enabling rules and say so in the status bar.
-
-void MainWindowController::saveDocument()
+void MainWindowController::showStatusMessage(const QString& message)
 {
-    notYetAvailable("saveDocument");
-}
-
-void MainWindowController::saveDocumentAs()
-{
-    notYetAvailable("saveDocumentAs");
-}
-
-void MainWindowController::saveDocumentToXcode()
-{
-    notYetAvailable("saveDocumentToXcode");
-}
-
-void MainWindowController::copy()
-{
-    notYetAvailable("copy");
-}
-
-void MainWindowController::paste()
-{
-    notYetAvailable("paste");
-}
-
-void MainWindowController::notYetAvailable(const char* action)
-{
-    LOG_INFO("%s is not available in this build", action);
     if (window_)
-        window_->statusBar()->showMessage(Texts::text("MainWindow.Status.NotAvailable"),
-                                          kStatusMessageMilliseconds);
+        window_->statusBar()->showMessage(message, kStatusMessageMilliseconds);
 }
 
 // MARK: - Parts of the window
