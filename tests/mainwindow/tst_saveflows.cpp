@@ -1,4 +1,5 @@
 #include "helper_capturinglogger.h"
+#include "helper_iconcatalogue.h"
 #include "helper_scriptedalerts.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/imageprocessor.h"
@@ -43,23 +44,6 @@ const QString kJSONError = QStringLiteral("Contents.json could not be saved.");
 const int kReplace = Alert::FirstButtonReturn, kRetry = Alert::FirstButtonReturn;
 const int kCancel = Alert::SecondButtonReturn;
 
-ImageSize size(const char* idiom, double points, double scale, const char* file, qint64 category)
-{
-    ImageSize s;
-    s.setIdiom(QString::fromLatin1(idiom));
-    s.setWidth(points);
-    s.setHeight(points);
-    s.setScale(scale);
-    s.setFileName(QString::fromLatin1(file));
-    s.setCategoryIds({category});
-    return s;
-}
-
-QStringList namesIn(const QString& folder)
-{
-    return QDir(folder).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
-}
-
 // The "filename" of every entry of the folder's Contents.json, in file order.
 QStringList catalogueFiles(const QString& folder)
 {
@@ -71,14 +55,6 @@ QStringList catalogueFiles(const QString& folder)
     for (const QJsonValue& image : images)
         names.append(image.toObject().value("filename").toString());
     return names;
-}
-
-QStringList messages(const QList<Alert>& alerts)
-{
-    QStringList texts;
-    for (const Alert& alert : alerts)
-        texts.append(alert.messageText);
-    return texts;
 }
 
 } // namespace
@@ -122,12 +98,8 @@ private:
 
 void TestSaveFlows::initTestCase()
 {
-    processor_.setAllImageCategories({ImageCategory(101, QStringLiteral("iPhone"), QStringLiteral("iphone")),
-                                      ImageCategory(111, QStringLiteral("iPad"), QStringLiteral("ipad")),
-                                      ImageCategory(201, QStringLiteral("Mac"), QStringLiteral("mac"))});
-    processor_.setAllImageSizes(
-        {size("iphone", 20, 2, "Icon-20@2x.png", 101), size("iphone", 60, 3, "Icon-60@3x.png", 101),
-         size("ipad", 76, 2, "Icon-76@2x.png", 111), size("mac", 512, 2, "icon_512x512@2x.png", 201)});
+    processor_.setAllImageCategories(iconCatalogueCategories());
+    processor_.setAllImageSizes(iconCatalogueSizes());
 }
 
 // A fresh window with iPhone and iPad ticked and a green 1024-pixel image, on its own settings.
@@ -140,8 +112,7 @@ void TestSaveFlows::init()
     controller_ = std::make_unique<MainWindowController>(defaults_.get());
     controller_->setImageProcessor(&processor_);
     controller_->setContentsJSONProcessor(&json_);
-    controller_->setSelectedImageCategores(
-        {ImageCategory(101, QString(), QString()), ImageCategory(111, QString(), QString())});
+    controller_->setSelectedImageCategores(categoriesWithIds({101, 111}));
     const QString image = writeImage(path(QStringLiteral("source.png")), 1024, 1024, Qt::green);
     QVERIFY(controller_->openDocumentWithContentsOfURL(QUrl::fromLocalFile(image)));
     QVERIFY(controller_->hasImage());
@@ -201,10 +172,7 @@ void TestSaveFlows::saveAs()
         QFile file(QDir(out).filePath(name));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("old") == 3);
     }
-    QList<ImageCategory> categories;
-    for (qint64 id : ticked)
-        categories.append(ImageCategory(id, QString(), QString()));
-    controller_->setSelectedImageCategores(categories);
+    controller_->setSelectedImageCategores(categoriesWithIds(ticked));
 
     ScopedAlertPresenter alerts;
     alerts->answers = answers;
@@ -547,8 +515,7 @@ void TestSaveFlows::showsProgressOfALongWrite()
 {
     const QString image = writeImage(path(QStringLiteral("large.png")), 4096, 4096, Qt::blue);
     QVERIFY(controller_->openDocumentWithContentsOfURL(QUrl::fromLocalFile(image)));
-    controller_->setSelectedImageCategores(
-        {ImageCategory(101, {}, {}), ImageCategory(111, {}, {}), ImageCategory(201, {}, {})});
+    controller_->setSelectedImageCategores(categoriesWithIds({101, 111, 201}));
     controller_->setDirectoryURL(QUrl::fromLocalFile(folder(QStringLiteral("out"))));
     controller_->showWindow();
     controller_->setProgressDelay(0);
