@@ -2,6 +2,7 @@
 
 #include "iconset/defaultcategories.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/imagesuitability.h"
 #include "iconset/sourceimagenotificationcenter.h"
 #include "logging/log.h"
 #include "mainwindow/categoryselection.h"
@@ -29,8 +30,6 @@ namespace iconfoundry {
 
 namespace {
 
-constexpr int kMinimumPixelWidth = 1024;
-constexpr int kMinimumPixelHeight = 768;
 constexpr int kStatusMessageMilliseconds = 5000;
 
 QString urlText(const QUrl& url)
@@ -236,22 +235,13 @@ void MainWindowController::isImageSizeProper(const ImagePtr& image, std::functio
         return;
     }
 
-    // Landscape 4:3 is let through without asking: the messages icons are cut from art of that
-    // shape. The shape is judged on pixels, so a file's resolution cannot turn 4:3 art into a question.
-    // A vector has no pixels of its own: its nominal size is all there is.
-    const QSizeF shape = image->hasVector() ? image->size() : QSizeF(image->pixelSize());
-    const bool square = shape.width() == shape.height();
-    const bool landscapeFourThree = !square && shape.height() > 0 && shape.width() * 3 == shape.height() * 4;
     // The next question, asked only after the shape was accepted.
     auto askSize = [image, completion]() {
-        // A vector source is drawn afresh at every icon's pixel size, so its nominal pixel size
-        // says nothing about the quality of the result: only bitmaps are asked about.
-        const QSize pixels = image->pixelSize();
-        if (image->hasVector() ||
-            (pixels.height() >= kMinimumPixelHeight && pixels.width() >= kMinimumPixelWidth)) {
+        if (ImageSuitability::isLargeEnough(*image)) {
             completion(true);
             return;
         }
+        const QSize pixels = image->pixelSize();
         Alert alert;
         alert.style = Alert::Style::Warning;
         alert.messageText = Texts::text("OpenImage.ImageTooSmall.MessageText");
@@ -262,7 +252,7 @@ void MainWindowController::isImageSizeProper(const ImagePtr& image, std::functio
             completion(response != Alert::SecondButtonReturn);
         });
     };
-    if (square || landscapeFourThree) {
+    if (ImageSuitability::hasProperShape(*image)) {
         askSize();
         return;
     }

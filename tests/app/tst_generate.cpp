@@ -56,6 +56,8 @@ private slots:
     void reportsWhatItWrote();
     void badInput_data();
     void badInput();
+    void warnsAboutTheSource_data();
+    void warnsAboutTheSource();
 
 private:
     QTemporaryDir inputs_;
@@ -260,6 +262,68 @@ void TestGenerate::badInput()
         }
         QCOMPARE(snapshot(dir.path()), before);
     }
+}
+
+// The window's two questions become warnings: the icons are still written, into a folder that
+// --out makes when it is missing.
+void TestGenerate::warnsAboutTheSource_data()
+{
+    QTest::addColumn<QSize>("pixels");
+    QTest::addColumn<bool>("vector");
+    QTest::addColumn<QStringList>("warnings"); // a phrase of each warning, in order
+
+    const QString shape = QStringLiteral("neither square nor 4:3"), small = QStringLiteral("only");
+    QTest::newRow("1024 square") << QSize(1024, 1024) << false << QStringList{};
+    QTest::newRow("1024 x 768 landscape") << QSize(1024, 768) << false << QStringList{};
+    QTest::newRow("1200 x 800 is stretched") << QSize(1200, 800) << false << QStringList{shape};
+    QTest::newRow("100 square is blown up") << QSize(100, 100) << false << QStringList{small};
+    QTest::newRow("768 x 1024 portrait: both") << QSize(768, 1024) << false << QStringList{shape, small};
+    QTest::newRow("SVG of 64 px is drawn at every size") << QSize(64, 64) << true << QStringList{};
+    QTest::newRow("SVG 300 x 100 is stretched") << QSize(300, 100) << true << QStringList{shape};
+}
+
+void TestGenerate::warnsAboutTheSource()
+{
+    QFETCH(QSize, pixels);
+    QFETCH(bool, vector);
+    QFETCH(QStringList, warnings);
+
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    QString source;
+    if (vector) {
+        source = dir.filePath(QStringLiteral("art.svg"));
+        QFile file(source);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QStringLiteral("<svg xmlns='http://www.w3.org/2000/svg' width='%1' height='%2'>"
+                                  "<rect width='%1' height='%2' fill='#2040c0'/></svg>")
+                       .arg(pixels.width())
+                       .arg(pixels.height())
+                       .toUtf8());
+    } else {
+        source = dir.filePath(QStringLiteral("art.png"));
+        QImage image(pixels, QImage::Format_ARGB32);
+        image.fill(QColor(20, 60, 200));
+        QVERIFY(image.save(source));
+    }
+    const QString out = dir.filePath(QStringLiteral("made/for/icons"));
+
+    Run run = runIconFoundry({"generate", source, "--out", out, "-c", "121"});
+    QCOMPARE(run.exitCode, 0);
+    const QStringList lines = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), warnings.size());
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        QVERIFY2(lines[i].startsWith(QStringLiteral("iconfoundry generate: warning: ")), qPrintable(lines[i]));
+        QVERIFY2(lines[i].contains(warnings[i]), qPrintable(lines[i]));
+    }
+    QCOMPARE(QImage(QDir(out).filePath(QStringLiteral("AppIcon-1024.png"))).size(), QSize(1024, 1024));
+
+    // Quiet says nothing; the report still lists the warnings.
+    run = runIconFoundry({"generate", source, "--out", out, "-c", "121", "--force", "--quiet", "--json"});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.err, QString());
+    QCOMPARE(QJsonDocument::fromJson(run.out.toUtf8()).object().value("warnings").toArray().size(),
+             warnings.size());
 }
 
 QTEST_GUILESS_MAIN(TestGenerate)
