@@ -223,5 +223,35 @@ Do you want to replace these entries?</translation>
         <source>The dropped item is not an image that can be read: %1</source>
         <translation>The dropped item is not an image that can be read: %1</translation>
     </message>
+    <message id="MainWindow.SaveToXcodeButton">
+        <source>Save to Xcode…</source>
+        <translation>Save to Xcode…</translation>
+    </message>
+    <message id="MainWindow.SaveAsButton">
+        <source>Save As…</source>
+        <translation>Save As…</translation>
+    </message>
+    <message id="MainWindow.ImageInfo">
+        <source>%1
+%2 × %3 pixels</source>
+        <translation>%1
+%2 × %3 pixels</translation>
+    </message>
+    <message id="MainWindow.ImageInfo.NoFile">
+        <source>Pasted or dropped image</source>
+        <translation>Pasted or dropped image</translation>
+    </message>
+    <message id="MainWindow.FileCount">
+        <source>The ticked sets write %1 files.</source>
+        <translation>The ticked sets write %1 files.</translation>
+    </message>
+    <message id="MainWindow.FileCount.One">
+        <source>The ticked sets write 1 file.</source>
+        <translation>The ticked sets write 1 file.</translation>
+    </message>
+    <message id="MainWindow.FileCount.None">
+        <source>Tick at least one set to save icons.</source>
+        <translation>Tick at least one set to save icons.</translation>
+    </message>
 </context>
 </TS>

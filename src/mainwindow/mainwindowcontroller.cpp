@@ -18,6 +18,7 @@
 #include "ui_mainwindowcontroller.h"
 
 #include <QAction>
+#include <QButtonGroup>
 #include <QClipboard>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -120,6 +121,11 @@ void MainWindowController::windowDidLoad()
     connectActions();
     rebuildCategoryCheckboxes();
 
+    if (auto* group = ui_->categoriesContainer->findChild<QButtonGroup*>())
+        connect(group, &QButtonGroup::idToggled, this, &MainWindowController::refreshImageInfo);
+    makeSecondary(ui_->filesCountLabel);
+    makeSecondary(ui_->imageInfoLabel);
+
     restoreImageCategoryCheckboxState();
     refreshView();
 }
@@ -129,7 +135,8 @@ void MainWindowController::connectActions()
     ui_->actionNewDocument->setShortcut(QKeySequence::New);
     ui_->actionOpenDocument->setShortcut(QKeySequence::Open);
     ui_->actionSaveDocument->setShortcut(QKeySequence::Save);
-    ui_->actionSaveDocumentAs->setShortcut(QKeySequence::SaveAs);
+    // Spelled out: the platform's SaveAs sequence is empty on some desktops.
+    ui_->actionSaveDocumentAs->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
     ui_->actionSaveDocumentToXcode->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S));
     ui_->actionPerformClose->setShortcut(QKeySequence::Close);
     ui_->actionTerminate->setShortcut(QKeySequence::Quit);
@@ -144,6 +151,14 @@ void MainWindowController::connectActions()
     connect(ui_->actionSaveDocumentToXcode, &QAction::triggered, this,
             &MainWindowController::saveDocumentToXcode);
     connect(ui_->actionCopy, &QAction::triggered, this, &MainWindowController::copy);
+    // The buttons are the menu commands in plain sight: they run and are enabled alike.
+    connect(ui_->saveAsButton, &QPushButton::clicked, ui_->actionSaveDocumentAs, &QAction::trigger);
+    connect(ui_->saveToXcodeButton, &QPushButton::clicked, ui_->actionSaveDocumentToXcode, &QAction::trigger);
+    ui_->saveAsButton->setEnabled(ui_->actionSaveDocumentAs->isEnabled());
+    ui_->saveToXcodeButton->setEnabled(ui_->actionSaveDocumentToXcode->isEnabled());
+    connect(ui_->actionSaveDocumentAs, &QAction::enabledChanged, ui_->saveAsButton, &QWidget::setEnabled);
+    connect(ui_->actionSaveDocumentToXcode, &QAction::enabledChanged, ui_->saveToXcodeButton,
+            &QWidget::setEnabled);
     connect(ui_->actionPaste, &QAction::triggered, this, &MainWindowController::paste);
     connect(ui_->actionPerformClose, &QAction::triggered, window_.get(), &QWidget::close);
     connect(ui_->actionTerminate, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
@@ -202,6 +217,7 @@ bool MainWindowController::loadImageWithContentsOfURL(const QUrl& url)
     }
 
     clearImage();
+    loadingImageURL_ = url;
     setSourceImage(image);
     monitorFileForChanges(url);
     return true;
@@ -214,12 +230,15 @@ void MainWindowController::setSourceImage(const ImagePtr& image)
     // A newer image supersedes a check still waiting for the user: only the latest request may
     // install its image, whatever order the answers come in.
     const quint64 request = ++imageRequest_;
+    // Which file the image came from, for the window's caption of it; none for a paste or drop.
+    const QUrl fileURL = std::exchange(loadingImageURL_, QUrl());
     QPointer<MainWindowController> self(this);
-    isImageSizeProper(image, [self, image, request](bool proper) {
+    isImageSizeProper(image, [self, image, request, fileURL](bool proper) {
         if (!self || request != self->imageRequest_)
             return;
         if (proper) {
             self->sourceImage_ = image;
+            self->sourceImageURL_ = fileURL;
             QMetaObject::invokeMethod(self, &MainWindowController::refreshView, Qt::QueuedConnection);
             SourceImageNotificationCenter::defaultCenter().post(image);
         } else if (self->window_) {
@@ -344,6 +363,25 @@ void MainWindowController::refreshView()
     if (empty)
         setUpdateNoticeVisible(false);
     validateMenuItems();
+    refreshImageInfo();
+}
+
+void MainWindowController::refreshImageInfo()
+{
+    if (!window_)
+        return;
+    if (sourceImage_) {
+        const QSize pixels = sourceImage_->pixelSize();
+        const QString name = sourceImageURL_.isEmpty() ? Texts::text("MainWindow.ImageInfo.NoFile")
+                                                       : QFileInfo(sourceImageURL_.toLocalFile()).fileName();
+        ui_->imageInfoLabel->setText(
+            Texts::text("MainWindow.ImageInfo").arg(name).arg(pixels.width()).arg(pixels.height()));
+    }
+    ui_->imageInfoLabel->setVisible(sourceImage_ != nullptr);
+    const qsizetype files = iconFileURLs(QString(), selectedImageCategories()).size();
+    ui_->filesCountLabel->setText(files == 0   ? Texts::text("MainWindow.FileCount.None")
+                                  : files == 1 ? Texts::text("MainWindow.FileCount.One")
+                                               : Texts::text("MainWindow.FileCount").arg(files));
 }
 
 void MainWindowController::setUpdateNoticeVisible(bool visible)
@@ -449,6 +487,30 @@ QPushButton* MainWindowController::loadImageButton()
 {
     window();
     return ui_->loadImageButton;
+}
+
+QPushButton* MainWindowController::saveAsButton()
+{
+    window();
+    return ui_->saveAsButton;
+}
+
+QPushButton* MainWindowController::saveToXcodeButton()
+{
+    window();
+    return ui_->saveToXcodeButton;
+}
+
+QLabel* MainWindowController::imageInfoLabel()
+{
+    window();
+    return ui_->imageInfoLabel;
+}
+
+QLabel* MainWindowController::filesCountLabel()
+{
+    window();
+    return ui_->filesCountLabel;
 }
 
 QMenu* MainWindowController::fileMenu()

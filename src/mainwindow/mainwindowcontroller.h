@@ -160,6 +160,10 @@ public:
     QLabel* instructions1TextField();
     QLabel* instructions2TextField();
     QPushButton* loadImageButton();
+    QPushButton* saveAsButton();
+    QPushButton* saveToXcodeButton();
+    QLabel* imageInfoLabel();
+    QLabel* filesCountLabel();
     QMenu* fileMenu();
     QMenu* editMenu();
     QMenu* openRecentMenu();
@@ -176,6 +180,8 @@ private:
     void connectActions();
     void rebuildCategoryCheckboxes();
     void setUpdateNoticeVisible(bool visible);
+    // The image's file name and pixel size, and how many files the ticked sets write.
+    void refreshImageInfo();
     void showStatusMessage(const QString& message);
 
     // What a write on the thread pool hands back.
@@ -205,6 +211,8 @@ private:
     QUrl currentImageFileURL_;
     QUrl xcodeIconSetURL_;
     ImagePtr sourceImage_;
+    QUrl sourceImageURL_;  // the file sourceImage_ was read from; empty for a paste or drop
+    QUrl loadingImageURL_; // the file whose image setSourceImage() is about to check
     // Counts setSourceImage() calls, so that only the latest one installs its image.
     quint64 imageRequest_ = 0;
 

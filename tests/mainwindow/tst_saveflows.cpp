@@ -15,6 +15,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -79,6 +80,8 @@ private slots:
     void scratchFolder_data();
     void scratchFolder();
     void showsProgressOfALongWrite();
+    void showsWhatASaveWillWrite_data();
+    void showsWhatASaveWillWrite();
 
 private:
     QString path(const QString& name) const { return dir_->filePath(name); }
@@ -532,6 +535,50 @@ void TestSaveFlows::showsProgressOfALongWrite()
     QVERIFY(!controller_->progressWindowController()->isVisible());
     QVERIFY(controller_->saveDocumentAction()->isEnabled());
     QCOMPARE(namesIn(path("out")).size(), 4);
+}
+
+void TestSaveFlows::showsWhatASaveWillWrite_data()
+{
+    QTest::addColumn<QList<qint64>>("ticked");
+    QTest::addColumn<bool>("pasted"); // else opened from source.png
+    QTest::addColumn<QString>("count");
+    QTest::addColumn<QString>("info");
+
+    const QString opened = QStringLiteral("source.png\n1024\u00a0×\u00a01024 pixels");
+    QTest::newRow("two sets") << QList<qint64>{101, 111} << false << "The ticked sets write 3 files."
+                              << opened;
+    QTest::newRow("one size") << QList<qint64>{111} << false << "The ticked sets write 1 file." << opened;
+    QTest::newRow("none") << QList<qint64>{} << false << "Tick at least one set to save icons." << opened;
+    QTest::newRow("pasted image") << QList<qint64>{201} << true << "The ticked sets write 1 file."
+                                  << QStringLiteral("Pasted or dropped image\n2048\u00a0×\u00a01024 pixels");
+}
+
+// Beside the image: its file and size, how many files a save writes, and the save buttons.
+void TestSaveFlows::showsWhatASaveWillWrite()
+{
+    QFETCH(QList<qint64>, ticked);
+    QFETCH(bool, pasted);
+    QFETCH(QString, count);
+    QFETCH(QString, info);
+
+    ScopedAlertPresenter alerts;
+    alerts->answers = {Alert::FirstButtonReturn};
+    if (pasted) {
+        QImage wide(2048, 1024, QImage::Format_ARGB32);
+        wide.fill(Qt::blue);
+        controller_->setSourceImage(Image::fromQImage(wide));
+    }
+    controller_->setSelectedImageCategores(categoriesWithIds(ticked));
+    QCOMPARE(controller_->filesCountLabel()->text(), count);
+    QTRY_COMPARE(controller_->imageInfoLabel()->text(), info);
+    QVERIFY(!controller_->imageInfoLabel()->isHidden());
+
+    QCOMPARE(controller_->saveDocumentAsAction()->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+S")));
+    QCOMPARE(controller_->saveAsButton()->text(), QStringLiteral("Save As…"));
+    QTRY_VERIFY(controller_->saveAsButton()->isEnabled() && controller_->saveToXcodeButton()->isEnabled());
+    controller_->newDocument();
+    QVERIFY(!controller_->saveAsButton()->isEnabled() && !controller_->saveToXcodeButton()->isEnabled());
+    QVERIFY(controller_->imageInfoLabel()->isHidden());
 }
 
 QTEST_MAIN(TestSaveFlows)
