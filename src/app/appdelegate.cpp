@@ -11,11 +11,17 @@
 #include "logging/systemlogger.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/bundle.h"
+#include "platform/texts.h"
+#include "previews/messagesscreenwindowcontroller.h"
+#include "previews/padscreenwindowcontroller.h"
+#include "previews/phonescreenwindowcontroller.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QFileInfo>
 #include <QFileOpenEvent>
 #include <QMainWindow>
+#include <QMenu>
 #include <QMenuBar>
 #include <QUrl>
 
@@ -25,6 +31,17 @@ namespace {
 
 constexpr double kLogRollingFrequencySeconds = 86400; // one file per day
 constexpr unsigned long kMaximumNumberOfLogFiles = 7; // a week of logs
+
+// Creates the preview controller on first use; every show hands over the current image, so a
+// window reopened after the image changed while it was closed shows the new one.
+template <typename Controller>
+void showPreview(std::unique_ptr<Controller>& controller, const ImagePtr& sourceImage)
+{
+    if (!controller)
+        controller = std::make_unique<Controller>();
+    controller->setSourceImage(sourceImage);
+    controller->showWindow();
+}
 
 } // namespace
 
@@ -68,8 +85,9 @@ void AppDelegate::applicationDidFinishLaunching()
     controller->setImageProcessor(imageProcessor_.get());
     controller->showWindow();
 
-    // The Edit menu.
+    // The Edit menu, and the Window menu that opens the previews.
     EditMenuTrimmer::trimEditMenu(controller->window()->menuBar());
+    installWindowMenu(controller->window()->menuBar());
 
     // Mirror every accepted source image.
     SourceImageNotificationCenter::defaultCenter().addObserver(
@@ -106,6 +124,48 @@ bool AppDelegate::openInitialDocument(const QStringList& arguments)
 void AppDelegate::newSourceImage(const ImagePtr& image)
 {
     setSourceImage(image);
+}
+
+void AppDelegate::showPhoneScreenWindow()
+{
+    showPreview(phoneScreenWindowController_, sourceImage_);
+}
+
+void AppDelegate::showPadScreenWindow()
+{
+    showPreview(padScreenWindowController_, sourceImage_);
+}
+
+void AppDelegate::showMessagesScreenWindow()
+{
+    showPreview(messagesScreenWindowController_, sourceImage_);
+}
+
+QMenu* AppDelegate::installWindowMenu(QMenuBar* menuBar)
+{
+    if (!menuBar)
+        return nullptr;
+    auto* menu = menuBar->findChild<QMenu*>(QStringLiteral("menuWindow"));
+    if (!menu) {
+        menu = menuBar->addMenu(Texts::text("Menu.Window"));
+        menu->setObjectName(QStringLiteral("menuWindow"));
+    }
+    const struct
+    {
+        const char* name;
+        const char* text;
+        void (AppDelegate::*show)();
+    } items[] = {
+        {"showPhoneScreenWindow", "Menu.Window.PhonePreview", &AppDelegate::showPhoneScreenWindow},
+        {"showPadScreenWindow", "Menu.Window.PadPreview", &AppDelegate::showPadScreenWindow},
+        {"showMessagesScreenWindow", "Menu.Window.MessagesPreview", &AppDelegate::showMessagesScreenWindow},
+    };
+    for (const auto& item : items) {
+        QAction* action = menu->addAction(Texts::text(item.text));
+        action->setObjectName(QString::fromLatin1(item.name));
+        connect(action, &QAction::triggered, this, item.show);
+    }
+    return menu;
 }
 
 MainWindowController* AppDelegate::mainWindowController()

@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/stat.h>
 
 namespace {
 
@@ -28,8 +29,11 @@ QMap<QString, QByteArray> snapshot(const QString& root)
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
         QFile file(it.next());
+        // Only regular files are opened: opening a named pipe would wait for a writer.
         entries.insert(QDir(root).relativeFilePath(file.fileName()),
-                       file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not a readable file"));
+                       QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly)
+                           ? file.readAll()
+                           : QByteArray("not a readable file"));
     }
     return entries;
 }
@@ -178,7 +182,8 @@ void TestGenerate::badInput_data()
     // Split at spaces; {src} the source, {text} a text file, {dir} the folder.
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("setup"); // "NAME=FIXTURE": a copy of FIXTURE in the folder; "NAME/": a folder
+    // "NAME=FIXTURE": a copy of FIXTURE in the folder; "NAME/": a folder; "NAME|": a named pipe
+    QTest::addColumn<QString>("setup");
     QTest::addColumn<QString>("message");
 
     QTest::newRow("no source") << "--out {dir}" << 2 << QString() << "no source image";
@@ -211,6 +216,12 @@ void TestGenerate::badInput_data()
     QTest::newRow("non-UTF-8 Contents.json")
         << "{src} --xcode {dir}" << 7 << "Contents.json=contents-latin1-filename.json"
         << "not UTF-8";
+    QTest::newRow("Contents.json with two images lists")
+        << "{src} --xcode {dir} --force" << 7 << "Contents.json=contents-duplicate-images-key.json"
+        << "the key \"images\" twice";
+    // Refused at once: nobody ever writes into the pipe.
+    QTest::newRow("Contents.json is a named pipe") << "{src} --xcode {dir} --force" << 7 << "Contents.json|"
+                                                   << "is a named pipe";
     QTest::newRow("existing file without --force")
         << "{src} --out {dir} -c 121" << 8 << "AppIcon-1024.png=blue-20x10-no-dpi.png"
         << "AppIcon-1024.png";
@@ -234,6 +245,8 @@ void TestGenerate::badInput()
     const QString target = dir.filePath(setup.section(QLatin1Char('='), 0, 0));
     if (setup.endsWith(QLatin1Char('/')))
         QVERIFY(QDir().mkpath(target));
+    else if (setup.endsWith(QLatin1Char('|')))
+        QCOMPARE(::mkfifo(QFile::encodeName(target.chopped(1)).constData(), 0600), 0);
     else if (!setup.isEmpty())
         QVERIFY(QFile::copy(testData(setup.section(QLatin1Char('='), 1)), target));
     const QMap<QString, QByteArray> before = snapshot(dir.path());
