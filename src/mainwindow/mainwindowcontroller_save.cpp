@@ -37,23 +37,24 @@ QString bulletList(const QStringList& items)
     return list;
 }
 
-Alert replaceQuestion(const char* messageKey, const char* informativeKey, const QString& path,
+// informativeFormat takes the folder's path, then the list.
+Alert replaceQuestion(const QString& messageText, const QString& informativeFormat, const QString& path,
                       const QStringList& items)
 {
     Alert alert;
     alert.style = Alert::Style::Warning;
-    alert.messageText = Texts::text(messageKey);
+    alert.messageText = messageText;
     // Both arguments in one pass: a folder named "100%2" stays as it is.
-    alert.informativeText = Texts::text(informativeKey).arg(path, bulletList(items));
+    alert.informativeText = informativeFormat.arg(path, bulletList(items));
     alert.buttonTitles = {Texts::text("Button.Replace"), Texts::text("Button.Cancel")};
     return alert;
 }
 
-Alert retryAlert(const char* messageKey, const Error& error)
+Alert retryAlert(const QString& messageText, const Error& error)
 {
     Alert alert;
     alert.style = Alert::Style::Critical;
-    alert.messageText = Texts::text(messageKey);
+    alert.messageText = messageText;
     alert.informativeText = error.localizedDescription;
     alert.buttonTitles = {Texts::text("Button.Retry"), Texts::text("Button.Cancel")};
     return alert;
@@ -67,14 +68,14 @@ std::optional<Error> filled(const Error& error)
     return error;
 }
 
-OpenPanelOptions folderPanelOptions(const char* titleKey, QWidget* parent)
+OpenPanelOptions folderPanelOptions(const QString& title, QWidget* parent)
 {
     OpenPanelOptions options;
     options.canChooseFiles = false;
     options.canChooseDirectories = true;
     options.allowsMultipleSelection = false;
     options.canCreateDirectories = true;
-    options.title = Texts::text(titleKey);
+    options.title = title;
     options.prompt = Texts::text("Button.Save");
     options.parent = parent;
     return options;
@@ -101,20 +102,20 @@ void MainWindowController::saveDocumentAs()
     if (!hasImage() || isWriting() || !checkImageSizesChosen(selectedImageCategories()))
         return;
     QPointer<MainWindowController> self(this);
-    PanelPresenter::shared().beginOpenPanel(folderPanelOptions("SaveDocument.Panel.Title", window()),
-                                            [self](int response, const QList<QUrl>& urls) {
-                                                if (!self || response != OpenPanelOptions::OKResponse ||
-                                                    urls.size() != 1)
-                                                    return;
-                                                const QUrl url = urls.first();
-                                                self->saveImageFilesToURL(url, [self, url](bool saved) {
-                                                    if (!self || !saved)
-                                                        return;
-                                                    Workspace::shared().openURL(url);
-                                                    self->directoryURL_ = url;
-                                                    self->validateMenuItems();
-                                                });
-                                            });
+    PanelPresenter::shared().beginOpenPanel(
+        folderPanelOptions(Texts::text("SaveDocument.Panel.Title"), window()),
+        [self](int response, const QList<QUrl>& urls) {
+            if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
+                return;
+            const QUrl url = urls.first();
+            self->saveImageFilesToURL(url, [self, url](bool saved) {
+                if (!self || !saved)
+                    return;
+                Workspace::shared().openURL(url);
+                self->directoryURL_ = url;
+                self->validateMenuItems();
+            });
+        });
 }
 
 void MainWindowController::saveDocumentToXcode()
@@ -125,7 +126,8 @@ void MainWindowController::saveDocumentToXcode()
     auto choose = [self] {
         if (!self)
             return;
-        OpenPanelOptions options = folderPanelOptions("SaveDocumentXcode.Panel.Title", self->window());
+        OpenPanelOptions options =
+            folderPanelOptions(Texts::text("SaveDocumentXcode.Panel.Title"), self->window());
         options.treatsFilePackagesAsDirectories = true;
         PanelPresenter::shared().beginOpenPanel(options, [self](int response, const QList<QUrl>& urls) {
             if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
@@ -192,8 +194,8 @@ void MainWindowController::saveImageFilesToURL(const QUrl& url, std::function<vo
         return;
     }
     QPointer<MainWindowController> self(this);
-    beginAlert(replaceQuestion("SaveImageFiles.FilesExist.MessageText",
-                               "SaveImageFiles.FilesExist.InformativeText", path, *existing),
+    beginAlert(replaceQuestion(Texts::text("SaveImageFiles.FilesExist.MessageText"),
+                               Texts::text("SaveImageFiles.FilesExist.InformativeText"), path, *existing),
                [self, url, completion](int response, const Alert&) {
                    if (self && response == Alert::FirstButtonReturn)
                        self->saveImageFilesUnconditionallyToURL(url, completion);
@@ -243,7 +245,7 @@ MainWindowController::writeIconFiles(const QUrl& url, const QList<ImageCategory>
             LOG_ERROR("Error during resizeAndSaveImage: %s",
                       qUtf8Printable(result.error->localizedDescription));
             const bool ok = result.ok;
-            beginAlert(retryAlert("SaveImageFiles.Error", *result.error),
+            beginAlert(retryAlert(Texts::text("SaveImageFiles.Error"), *result.error),
                        [self, url, categories, completion, ok](int response, const Alert&) {
                            if (self && response == Alert::FirstButtonReturn)
                                self->writeIconFiles(url, categories, completion);
@@ -268,8 +270,9 @@ void MainWindowController::saveContentsJSONToURL(const QUrl& url, std::function<
     for (const ImageSize& size : std::as_const(*existing))
         descriptions.append(size.description());
     QPointer<MainWindowController> self(this);
-    beginAlert(replaceQuestion("SaveContentsJSON.ImagesExist.MessageText",
-                               "SaveContentsJSON.ImagesExist.InformativeText", path, descriptions),
+    beginAlert(replaceQuestion(Texts::text("SaveContentsJSON.ImagesExist.MessageText"),
+                               Texts::text("SaveContentsJSON.ImagesExist.InformativeText"), path,
+                               descriptions),
                [self, url, completion](int response, const Alert&) {
                    if (self && response == Alert::FirstButtonReturn)
                        self->saveContentsJSONUnconditionallyToURL(url, completion);
@@ -310,7 +313,7 @@ void MainWindowController::saveContentsJSONUnconditionallyToURL(const QUrl& url,
             }
             LOG_ERROR("Error during saveJSONforCategories: %s",
                       qUtf8Printable(result.error->localizedDescription));
-            beginAlert(retryAlert("SaveContentsJSON.Error", *result.error),
+            beginAlert(retryAlert(Texts::text("SaveContentsJSON.Error"), *result.error),
                        [self, url, completion](int response, const Alert&) {
                            if (self && response == Alert::FirstButtonReturn)
                                self->saveContentsJSONUnconditionallyToURL(url, completion);
