@@ -15,6 +15,10 @@ packages=(
   libplist-dev libplist++-dev
   libdeflate-dev
   libsystemd-dev
+<<<<<<< HEAD
+  xvfb xauth fonts-dejavu-core
+  xclip
+=======
   # the manual page is made at build time from the --help texts
   help2man
   # the installed-tree test checks the desktop entry, the AppStream file and the manual page
@@ -22,6 +26,7 @@ packages=(
   # an X server without a screen for the window tests and scripts/screenshots.sh, a font to draw with;
   # xdotool drives the window and ImageMagick's import takes the pictures in scripts/screenshots.sh
   xvfb xauth fonts-dejavu-core xdotool imagemagick
+>>>>>>> main
 )
 
 missing=()

@@ -31,10 +31,6 @@
         <source>Saving writes every icon size of the ticked sets.</source>
         <translation>Saving writes every icon size of the ticked sets.</translation>
     </message>
-    <message id="MainWindow.Status.NotAvailable">
-        <source>Saving, copying and pasting icons are not available in this version yet.</source>
-        <translation>Saving, copying and pasting icons are not available in this version yet.</translation>
-    </message>
     <message id="Menu.File">
         <source>&amp;File</source>
         <translation>&amp;File</translation>
@@ -118,6 +114,144 @@
     <message id="Button.Cancel">
         <source>Cancel</source>
         <translation>Cancel</translation>
+    </message>
+    <message id="SaveDocument.NoImageSizes.MessageText">
+        <source>No icon sizes are chosen.</source>
+        <translation>No icon sizes are chosen.</translation>
+    </message>
+    <message id="SaveDocument.NoImageSizes.InformativeText">
+        <source>Tick at least one icon set, then try again.</source>
+        <translation>Tick at least one icon set, then try again.</translation>
+    </message>
+    <message id="SaveDocument.Panel.Title">
+        <source>Choose a Folder for the Icons</source>
+        <translation>Choose a Folder for the Icons</translation>
+    </message>
+    <message id="SaveDocumentXcode.Panel.Title">
+        <source>Choose the App Icon Set in Your Xcode Project</source>
+        <translation>Choose the App Icon Set in Your Xcode Project</translation>
+    </message>
+    <message id="SaveToXcode.Instructions.MessageText">
+        <source>Choose the app icon set in your Xcode project.</source>
+        <translation>Choose the app icon set in your Xcode project.</translation>
+    </message>
+    <message id="SaveToXcode.Instructions.InformativeText">
+        <source>In the next window, open your project's asset catalogue (usually Assets.xcassets) and choose its app icon set folder (usually AppIcon.appiconset). The icons are written there and Contents.json is updated to list them.</source>
+        <translation>In the next window, open your project's asset catalogue (usually Assets.xcassets) and choose its app icon set folder (usually AppIcon.appiconset). The icons are written there and Contents.json is updated to list them.</translation>
+    </message>
+    <message id="Alert.Suppression">
+        <source>Do not show this message again</source>
+        <translation>Do not show this message again</translation>
+    </message>
+    <message id="SaveImageFiles.FilesExist.MessageText">
+        <source>Some icon files already exist.</source>
+        <translation>Some icon files already exist.</translation>
+    </message>
+    <message id="SaveImageFiles.FilesExist.InformativeText">
+        <source>The folder “%1” already holds these files:
+%2
+Do you want to replace them?</source>
+        <translation>The folder “%1” already holds these files:
+%2
+Do you want to replace them?</translation>
+    </message>
+    <message id="SaveImageFiles.Error">
+        <source>The icons could not be saved.</source>
+        <translation>The icons could not be saved.</translation>
+    </message>
+    <message id="SaveContentsJSON.ImagesExist.MessageText">
+        <source>Contents.json already lists other images for these icons.</source>
+        <translation>Contents.json already lists other images for these icons.</translation>
+    </message>
+    <message id="SaveContentsJSON.ImagesExist.InformativeText">
+        <source>In “%1”, Contents.json names other files for:
+%2
+Do you want to replace these entries?</source>
+        <translation>In “%1”, Contents.json names other files for:
+%2
+Do you want to replace these entries?</translation>
+    </message>
+    <message id="SaveContentsJSON.Error">
+        <source>Contents.json could not be saved.</source>
+        <translation>Contents.json could not be saved.</translation>
+    </message>
+    <message id="Button.Save">
+        <source>Save</source>
+        <translation>Save</translation>
+    </message>
+    <message id="Button.Replace">
+        <source>Replace</source>
+        <translation>Replace</translation>
+    </message>
+    <message id="Button.Retry">
+        <source>Retry</source>
+        <translation>Retry</translation>
+    </message>
+    <message id="Progress.Title">
+        <source>Saving Icons</source>
+        <translation>Saving Icons</translation>
+    </message>
+    <message id="Progress.Writing">
+        <source>Writing icons…</source>
+        <translation>Writing icons…</translation>
+    </message>
+    <message id="Progress.Count">
+        <source>%1 of %2 icons written</source>
+        <translation>%1 of %2 icons written</translation>
+    </message>
+    <message id="MainWindow.Status.Unreadable">
+        <source>“%1” could not be opened: %2</source>
+        <translation>“%1” could not be opened: %2</translation>
+    </message>
+    <message id="MainWindow.Status.NotLocal">
+        <source>Only files on this computer can be opened: %1</source>
+        <translation>Only files on this computer can be opened: %1</translation>
+    </message>
+    <message id="MainWindow.Status.PasteUnreadable">
+        <source>The image on the clipboard could not be read: %1</source>
+        <translation>The image on the clipboard could not be read: %1</translation>
+    </message>
+    <message id="MainWindow.Status.CopyFailed">
+        <source>The icons could not be copied: no scratch folder could be made.</source>
+        <translation>The icons could not be copied: no scratch folder could be made.</translation>
+    </message>
+    <message id="MainWindow.Status.Copied">
+        <source>Copied %1 icons.</source>
+        <translation>Copied %1 icons.</translation>
+    </message>
+    <message id="MainWindow.Status.DropUnreadable">
+        <source>The dropped item is not an image that can be read: %1</source>
+        <translation>The dropped item is not an image that can be read: %1</translation>
+    </message>
+    <message id="MainWindow.SaveToXcodeButton">
+        <source>Save to Xcode…</source>
+        <translation>Save to Xcode…</translation>
+    </message>
+    <message id="MainWindow.SaveAsButton">
+        <source>Save As…</source>
+        <translation>Save As…</translation>
+    </message>
+    <message id="MainWindow.ImageInfo">
+        <source>%1
+%2 × %3 pixels</source>
+        <translation>%1
+%2 × %3 pixels</translation>
+    </message>
+    <message id="MainWindow.ImageInfo.NoFile">
+        <source>Pasted or dropped image</source>
+        <translation>Pasted or dropped image</translation>
+    </message>
+    <message id="MainWindow.FileCount">
+        <source>The ticked sets write %1 files.</source>
+        <translation>The ticked sets write %1 files.</translation>
+    </message>
+    <message id="MainWindow.FileCount.One">
+        <source>The ticked sets write 1 file.</source>
+        <translation>The ticked sets write 1 file.</translation>
+    </message>
+    <message id="MainWindow.FileCount.None">
+        <source>Tick at least one set to save icons.</source>
+        <translation>Tick at least one set to save icons.</translation>
     </message>
 </context>
 </TS>

@@ -1,6 +1,15 @@
 #include "mainwindow/dragdropimageview.h"
 
+#include "mainwindow/pasteboardreader.h"
+#include "mainwindow/sourceimage.h"
+
+#include <QApplication>
+#include <QDrag>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QEvent>
+#include <QMimeData>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -12,6 +21,16 @@ constexpr int kFrameMargin = 6;  // between the widget's edge and the drop zone
 constexpr int kImageMargin = 20; // between the drop zone and the image
 constexpr qreal kCornerRadius = 10;
 constexpr int kCheckerSquare = 8;
+constexpr qreal kHighlightInset = 4;
+constexpr qreal kHighlightRadius = 4;
+constexpr qreal kHighlightWidth = 2;
+constexpr int kDragImageSide = 32;
+
+bool canMakeImage(const QMimeData* data)
+{
+    return !PasteboardReader::readableImageFileURLs(data).isEmpty() ||
+           PasteboardReader::canReadImageData(data);
+}
 
 QBrush checkerboardBrush(const QPalette& palette)
 {
@@ -33,6 +52,7 @@ DragDropImageView::DragDropImageView(QWidget* parent) : QWidget(parent)
 {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setAttribute(Qt::WA_OpaquePaintEvent, false);
+    setAcceptDrops(true);
 }
 
 void DragDropImageView::setImage(const ImagePtr& image)
@@ -93,7 +113,7 @@ const QPixmap& DragDropImageView::scaledPixmap(const QSize& size)
     return scaled_;
 }
 
-void DragDropImageView::paintEvent(QPaintEvent*)
+void DragDropImageView::paintContents()
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -121,6 +141,118 @@ void DragDropImageView::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing, false);
     painter.fillRect(target, checkerboardBrush(palette()));
     painter.drawPixmap(target.topLeft(), scaledPixmap(target.size()));
+}
+
+void DragDropImageView::paintEvent(QPaintEvent*)
+{
+    paintContents();
+    if (!highlight_)
+        return;
+    // Drawn last, over the image, so it shows whatever the view holds.
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(Qt::gray), kHighlightWidth));
+    painter.setBrush(Qt::NoBrush);
+    const QRectF outline =
+        QRectF(rect()).adjusted(kHighlightInset, kHighlightInset, -kHighlightInset, -kHighlightInset);
+    painter.drawRoundedRect(outline, kHighlightRadius, kHighlightRadius);
+}
+
+void DragDropImageView::setHighlight(bool highlight)
+{
+    if (highlight_ == highlight)
+        return;
+    highlight_ = highlight;
+    update();
+}
+
+void DragDropImageView::dragEnterEvent(QDragEnterEvent* event)
+{
+    const Qt::DropActions offered =
+        canMakeImage(event->mimeData()) ? event->possibleActions() : Qt::DropActions();
+    if (!(offered & Qt::CopyAction)) {
+        event->ignore();
+        return;
+    }
+    setHighlight(true);
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void DragDropImageView::dragMoveEvent(QDragMoveEvent* event)
+{
+    if (!highlight_) {
+        event->ignore();
+        return;
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void DragDropImageView::dragLeaveEvent(QDragLeaveEvent* event)
+{
+    setHighlight(false);
+    event->accept();
+}
+
+void DragDropImageView::dropEvent(QDropEvent* event)
+{
+    setHighlight(false);
+    // The drop is taken in every case: a refused drop would make the desktop animate the image
+    // flying back, which says nothing about why.
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    if (event->source() == this || !controller_)
+        return;
+    Error error;
+    const ImagePtr image = PasteboardReader::readImage(event->mimeData(), &error);
+    if (!image) {
+        emit dropFailed(error.localizedDescription);
+        return;
+    }
+    controller_->setSourceImage(image);
+}
+
+void DragDropImageView::mousePressEvent(QMouseEvent* event)
+{
+    // A click in an inactive window may start a drag at once: the press is not swallowed.
+    pressedOnImage_ = event->button() == Qt::LeftButton && image_;
+    pressPosition_ = event->position().toPoint();
+    QWidget::mousePressEvent(event);
+}
+
+void DragDropImageView::mouseMoveEvent(QMouseEvent* event)
+{
+    if (!pressedOnImage_ || !(event->buttons() & Qt::LeftButton) ||
+        (event->position().toPoint() - pressPosition_).manhattanLength() <
+            QApplication::startDragDistance()) {
+        QWidget::mouseMoveEvent(event);
+        return;
+    }
+    pressedOnImage_ = false;
+    startDrag();
+}
+
+void DragDropImageView::startDrag()
+{
+    if (!draggingSource_ || !image_)
+        return;
+    QMimeData* data = draggingSource_->mimeDataForDrag();
+    if (!data)
+        return;
+    auto* drag = new QDrag(this);
+    drag->setMimeData(data);
+    // A small picture of the image under the mouse, centred on it.
+    const QImage bitmap = image_->bitmap();
+    if (!bitmap.isNull()) {
+        const qreal ratio = devicePixelRatioF();
+        QPixmap picture = QPixmap::fromImage(bitmap.scaled(QSize(kDragImageSide, kDragImageSide) * ratio,
+                                                           Qt::KeepAspectRatio, Qt::SmoothTransformation));
+        picture.setDevicePixelRatio(ratio);
+        drag->setPixmap(picture);
+        drag->setHotSpot(QPoint(kDragImageSide / 2, kDragImageSide / 2));
+    }
+    drag->exec(draggingSource_->sourceOperationMask(), Qt::CopyAction);
 }
 
 void DragDropImageView::changeEvent(QEvent* event)

@@ -8,16 +8,19 @@
 #include "mainwindow/categoryselection.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/pasteboardreader.h"
+#include "mainwindow/progresswindowcontroller.h"
 #include "mainwindow/recentdocumentsmenu.h"
 #include "mainwindow/sourcefilewatch.h"
-#include "ui/alerts.h"
 #include "platform/defaults.h"
-#include "ui/panels.h"
 #include "platform/texts.h"
+#include "ui/alerts.h"
+#include "ui/panels.h"
 #include "ui_mainwindowcontroller.h"
 
 #include <QAction>
+#include <QButtonGroup>
 #include <QClipboard>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QMainWindow>
 #include <QMenu>
@@ -111,8 +114,17 @@ void MainWindowController::windowDidLoad()
         " border-radius: 10px; }"));
 
     ui_->imageView->setController(this);
+    ui_->imageView->setDraggingSource(this);
+    connect(ui_->imageView, &DragDropImageView::dropFailed, this, [this](const QString& why) {
+        showStatusMessage(Texts::text("MainWindow.Status.DropUnreadable").arg(why));
+    });
     connectActions();
     rebuildCategoryCheckboxes();
+
+    if (auto* group = ui_->categoriesContainer->findChild<QButtonGroup*>())
+        connect(group, &QButtonGroup::idToggled, this, &MainWindowController::refreshImageInfo);
+    makeSecondary(ui_->filesCountLabel);
+    makeSecondary(ui_->imageInfoLabel);
 
     restoreImageCategoryCheckboxState();
     refreshView();
@@ -123,7 +135,8 @@ void MainWindowController::connectActions()
     ui_->actionNewDocument->setShortcut(QKeySequence::New);
     ui_->actionOpenDocument->setShortcut(QKeySequence::Open);
     ui_->actionSaveDocument->setShortcut(QKeySequence::Save);
-    ui_->actionSaveDocumentAs->setShortcut(QKeySequence::SaveAs);
+    // Spelled out: the platform's SaveAs sequence is empty on some desktops.
+    ui_->actionSaveDocumentAs->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
     ui_->actionSaveDocumentToXcode->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S));
     ui_->actionPerformClose->setShortcut(QKeySequence::Close);
     ui_->actionTerminate->setShortcut(QKeySequence::Quit);
@@ -138,6 +151,14 @@ void MainWindowController::connectActions()
     connect(ui_->actionSaveDocumentToXcode, &QAction::triggered, this,
             &MainWindowController::saveDocumentToXcode);
     connect(ui_->actionCopy, &QAction::triggered, this, &MainWindowController::copy);
+    // The buttons are the menu commands in plain sight: they run and are enabled alike.
+    connect(ui_->saveAsButton, &QPushButton::clicked, ui_->actionSaveDocumentAs, &QAction::trigger);
+    connect(ui_->saveToXcodeButton, &QPushButton::clicked, ui_->actionSaveDocumentToXcode, &QAction::trigger);
+    ui_->saveAsButton->setEnabled(ui_->actionSaveDocumentAs->isEnabled());
+    ui_->saveToXcodeButton->setEnabled(ui_->actionSaveDocumentToXcode->isEnabled());
+    connect(ui_->actionSaveDocumentAs, &QAction::enabledChanged, ui_->saveAsButton, &QWidget::setEnabled);
+    connect(ui_->actionSaveDocumentToXcode, &QAction::enabledChanged, ui_->saveToXcodeButton,
+            &QWidget::setEnabled);
     connect(ui_->actionPaste, &QAction::triggered, this, &MainWindowController::paste);
     connect(ui_->actionPerformClose, &QAction::triggered, window_.get(), &QWidget::close);
     connect(ui_->actionTerminate, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
@@ -181,6 +202,7 @@ bool MainWindowController::loadImageWithContentsOfURL(const QUrl& url)
 
     if (!url.isLocalFile()) {
         LOG_ERROR("Not loading '%s': only local files can be opened", qUtf8Printable(urlText(url)));
+        showStatusMessage(Texts::text("MainWindow.Status.NotLocal").arg(urlText(url)));
         return false;
     }
     Error error;
@@ -188,10 +210,14 @@ bool MainWindowController::loadImageWithContentsOfURL(const QUrl& url)
     if (!image) {
         LOG_ERROR("Not loading '%s': %s", qUtf8Printable(url.toLocalFile()),
                   qUtf8Printable(error.localizedDescription));
+        // Not worth an alert, but the user should not have to guess why nothing happened.
+        showStatusMessage(Texts::text("MainWindow.Status.Unreadable")
+                              .arg(QFileInfo(url.toLocalFile()).fileName(), error.localizedDescription));
         return false;
     }
 
     clearImage();
+    loadingImageURL_ = url;
     setSourceImage(image);
     monitorFileForChanges(url);
     return true;
@@ -204,12 +230,15 @@ void MainWindowController::setSourceImage(const ImagePtr& image)
     // A newer image supersedes a check still waiting for the user: only the latest request may
     // install its image, whatever order the answers come in.
     const quint64 request = ++imageRequest_;
+    // Which file the image came from, for the window's caption of it; none for a paste or drop.
+    const QUrl fileURL = std::exchange(loadingImageURL_, QUrl());
     QPointer<MainWindowController> self(this);
-    isImageSizeProper(image, [self, image, request](bool proper) {
+    isImageSizeProper(image, [self, image, request, fileURL](bool proper) {
         if (!self || request != self->imageRequest_)
             return;
         if (proper) {
             self->sourceImage_ = image;
+            self->sourceImageURL_ = fileURL;
             QMetaObject::invokeMethod(self, &MainWindowController::refreshView, Qt::QueuedConnection);
             SourceImageNotificationCenter::defaultCenter().post(image);
         } else if (self->window_) {
@@ -334,6 +363,25 @@ void MainWindowController::refreshView()
     if (empty)
         setUpdateNoticeVisible(false);
     validateMenuItems();
+    refreshImageInfo();
+}
+
+void MainWindowController::refreshImageInfo()
+{
+    if (!window_)
+        return;
+    if (sourceImage_) {
+        const QSize pixels = sourceImage_->pixelSize();
+        const QString name = sourceImageURL_.isEmpty() ? Texts::text("MainWindow.ImageInfo.NoFile")
+                                                       : QFileInfo(sourceImageURL_.toLocalFile()).fileName();
+        ui_->imageInfoLabel->setText(
+            Texts::text("MainWindow.ImageInfo").arg(name).arg(pixels.width()).arg(pixels.height()));
+    }
+    ui_->imageInfoLabel->setVisible(sourceImage_ != nullptr);
+    const qsizetype files = iconFileURLs(QString(), selectedImageCategories()).size();
+    ui_->filesCountLabel->setText(files == 0   ? Texts::text("MainWindow.FileCount.None")
+                                  : files == 1 ? Texts::text("MainWindow.FileCount.One")
+                                               : Texts::text("MainWindow.FileCount").arg(files));
 }
 
 void MainWindowController::setUpdateNoticeVisible(bool visible)
@@ -380,12 +428,13 @@ bool MainWindowController::validateMenuItem(QAction* item)
 {
     if (!item || !window_)
         return true;
+    // One write at a time: the commands that write wait until the current one is done.
     if (item == ui_->actionSaveDocument)
-        return hasImage() && (!directoryURL_.isEmpty() || !xcodeIconSetURL_.isEmpty());
+        return hasImage() && !isWriting() && (!directoryURL_.isEmpty() || !xcodeIconSetURL_.isEmpty());
     // Nothing ticked still enables these: they explain that no sizes are chosen.
     if (item == ui_->actionSaveDocumentAs || item == ui_->actionSaveDocumentToXcode ||
         item == ui_->actionCopy)
-        return hasImage();
+        return hasImage() && !isWriting();
     if (item == ui_->actionPaste) {
         const QClipboard* clipboard = QGuiApplication::clipboard();
         return clipboard && PasteboardReader::canPaste(clipboard->mimeData());
@@ -402,42 +451,10 @@ void MainWindowController::validateMenuItems()
         action->setEnabled(validateMenuItem(action));
 }
 
-// MARK: - Save flows and clipboard
-//
-// The writing of icon sets and the clipboard exchange come with the save and clipboard work;
-// until then the commands keep their enabling rules and say so in the status bar.
-
-void MainWindowController::saveDocument()
+void MainWindowController::showStatusMessage(const QString& message)
 {
-    notYetAvailable("saveDocument");
-}
-
-void MainWindowController::saveDocumentAs()
-{
-    notYetAvailable("saveDocumentAs");
-}
-
-void MainWindowController::saveDocumentToXcode()
-{
-    notYetAvailable("saveDocumentToXcode");
-}
-
-void MainWindowController::copy()
-{
-    notYetAvailable("copy");
-}
-
-void MainWindowController::paste()
-{
-    notYetAvailable("paste");
-}
-
-void MainWindowController::notYetAvailable(const char* action)
-{
-    LOG_INFO("%s is not available in this build", action);
     if (window_)
-        window_->statusBar()->showMessage(Texts::text("MainWindow.Status.NotAvailable"),
-                                          kStatusMessageMilliseconds);
+        window_->statusBar()->showMessage(message, kStatusMessageMilliseconds);
 }
 
 // MARK: - Parts of the window
@@ -470,6 +487,30 @@ QPushButton* MainWindowController::loadImageButton()
 {
     window();
     return ui_->loadImageButton;
+}
+
+QPushButton* MainWindowController::saveAsButton()
+{
+    window();
+    return ui_->saveAsButton;
+}
+
+QPushButton* MainWindowController::saveToXcodeButton()
+{
+    window();
+    return ui_->saveToXcodeButton;
+}
+
+QLabel* MainWindowController::imageInfoLabel()
+{
+    window();
+    return ui_->imageInfoLabel;
+}
+
+QLabel* MainWindowController::filesCountLabel()
+{
+    window();
+    return ui_->filesCountLabel;
 }
 
 QMenu* MainWindowController::fileMenu()

@@ -2,18 +2,23 @@
 
 #include "iconset/image.h"
 #include "iconset/imagecategory.h"
+#include "mainwindow/dragdropimageview.h"
 #include "mainwindow/sourceimage.h"
+#include "platform/error.h"
 
+#include <QFutureSynchronizer>
 #include <QList>
 #include <QObject>
 #include <QUrl>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QAction;
 class QLabel;
 class QMainWindow;
 class QMenu;
+class QMimeData;
 class QPushButton;
 namespace Ui {
 class MainWindowController;
@@ -24,8 +29,8 @@ namespace iconfoundry {
 class CategorySelection;
 class ContentsJSONProcessor;
 class Defaults;
-class DragDropImageView;
 class ImageProcessor;
+class ProgressWindowController;
 class RecentDocumentsMenu;
 class SourceFileWatch;
 
@@ -40,8 +45,12 @@ class SourceFileWatch;
 //   view refreshes on a later turn of the event loop.
 // - Questions go through the alert seam and the open panel through the panel seam, so every flow
 //   can run without a display.
+// - Icons are rendered and written on the thread pool, from a private copy of the source image;
+//   every question, alert and result comes back on the main thread, so the window never freezes.
+//   While a write runs the commands that write are disabled, and a write that takes longer than
+//   progressDelay() shows the progress window.
 // - Main thread only.
-class MainWindowController : public QObject, public SourceImage
+class MainWindowController : public QObject, public SourceImage, public DraggingSource
 {
     Q_OBJECT
 
@@ -114,6 +123,36 @@ public:
     void saveDocumentToXcode();
     void copy();
     void paste();
+    // The data of a drag out of the image view: the URLs of the icon files, written into the
+    // scratch folder "drag" while the drag goes on; reading the data waits until they are
+    // written. nullptr, with a word in the status bar, when there is nothing to drag.
+    QMimeData* mimeDataForDrag() override;
+
+    // Writing steps; each completes on the main thread, after any question or alert it raised was
+    // answered. Images are written with the ticked categories of the moment the step starts.
+    //
+    // Stores the ticked categories, asks before replacing files that exist, then writes.
+    void saveImageFilesToURL(const QUrl& url, std::function<void(bool)> completion = {});
+    // Writes the icon files; a failure is shown with Retry and Cancel, and Cancel completes with
+    // what the writer returned.
+    void saveImageFilesUnconditionallyToURL(const QUrl& url, std::function<void(bool)> completion = {});
+    // Asks before replacing entries that Contents.json holds for other files, then writes it.
+    void saveContentsJSONToURL(const QUrl& url, std::function<void()> completion = {});
+    void saveContentsJSONUnconditionallyToURL(const QUrl& url, std::function<void()> completion = {});
+    // True while icons or Contents.json are being written.
+    bool isWriting() const { return writing_ > 0; }
+
+    // Scratch folders: <temp>/<bundle identifier>/<name>, made or emptied; the path, or empty
+    // when the folder cannot be made.
+    static QString createOrEraseTempDirWithName(const QString& name);
+    // Deletes everything in the folder at path (the folder stays); failures are logged and the
+    // next entry is tried.
+    static void removeFilesInDirectory(const QString& path);
+
+    // How long a write runs before the progress window appears (500 ms unless changed).
+    int progressDelay() const { return progressDelay_; }
+    void setProgressDelay(int milliseconds) { progressDelay_ = milliseconds; }
+    ProgressWindowController* progressWindowController();
 
     // The window's parts (the window is loaded by asking).
     DragDropImageView* imageView();
@@ -121,6 +160,10 @@ public:
     QLabel* instructions1TextField();
     QLabel* instructions2TextField();
     QPushButton* loadImageButton();
+    QPushButton* saveAsButton();
+    QPushButton* saveToXcodeButton();
+    QLabel* imageInfoLabel();
+    QLabel* filesCountLabel();
     QMenu* fileMenu();
     QMenu* editMenu();
     QMenu* openRecentMenu();
@@ -137,7 +180,29 @@ private:
     void connectActions();
     void rebuildCategoryCheckboxes();
     void setUpdateNoticeVisible(bool visible);
-    void notYetAvailable(const char* action);
+    // The image's file name and pixel size, and how many files the ticked sets write.
+    void refreshImageInfo();
+    void showStatusMessage(const QString& message);
+
+    // What a write on the thread pool hands back.
+    struct WriteResult
+    {
+        bool ok = false;
+        std::optional<Error> error;
+    };
+    using Progress = std::function<void(int done, int total)>;
+    // Runs work on the thread pool (with a progress callback safe to call there) and done on the
+    // main thread with its result.
+    QFuture<WriteResult> beginWrite(std::function<WriteResult(const Progress&)> work,
+                                    std::function<void(const WriteResult&)> done);
+    // Writes the icons of categories into path on the thread pool; a failure is shown with Retry.
+    QFuture<WriteResult> writeIconFiles(const QUrl& url, const QList<ImageCategory>& categories,
+                                        std::function<void(bool)> completion);
+    void endWrite();
+    // False, after telling the user, when no category is ticked.
+    bool checkImageSizesChosen(const QList<ImageCategory>& categories);
+    // The URLs of the icon files the categories give, in folder, each file once.
+    QList<QUrl> iconFileURLs(const QString& folder, const QList<ImageCategory>& categories);
 
     Defaults& defaults_;
     ContentsJSONProcessor* contentsJSONProcessor_ = nullptr;
@@ -146,6 +211,8 @@ private:
     QUrl currentImageFileURL_;
     QUrl xcodeIconSetURL_;
     ImagePtr sourceImage_;
+    QUrl sourceImageURL_;  // the file sourceImage_ was read from; empty for a paste or drop
+    QUrl loadingImageURL_; // the file whose image setSourceImage() is about to check
     // Counts setSourceImage() calls, so that only the latest one installs its image.
     quint64 imageRequest_ = 0;
 
@@ -154,6 +221,12 @@ private:
     std::unique_ptr<SourceFileWatch> fileWatch_;
     std::unique_ptr<RecentDocumentsMenu> recentDocumentsMenu_;
     std::unique_ptr<CategorySelection> categorySelection_;
+    std::unique_ptr<ProgressWindowController> progressWindowController_;
+    int writing_ = 0;
+    int progressDelay_ = 500;
+    // Last member: destroyed first, so it waits for writes still running while everything they
+    // report to still exists.
+    QFutureSynchronizer<WriteResult> writes_;
 };
 
 } // namespace iconfoundry

@@ -59,4 +59,34 @@ bool PasteboardReader::canPaste(const QMimeData* data)
     return !readableImageFileURLs(data).isEmpty() || canReadImageData(data);
 }
 
+ImagePtr PasteboardReader::readImageData(const QMimeData* data, Error* error)
+{
+    Error failure{Image::errorDomain(), Image::NotAnImage, QStringLiteral("There is no image to paste.")};
+    if (data) {
+        const QStringList formats = data->formats();
+        for (const QString& format : formats) {
+            if (!readableImageMimeTypes().contains(format))
+                continue;
+            if (ImagePtr image = Image::fromData(data->data(format), &failure))
+                return image;
+        }
+        if (data->hasImage()) {
+            const QImage bitmap = qvariant_cast<QImage>(data->imageData());
+            if (!bitmap.isNull())
+                return Image::fromQImage(bitmap);
+        }
+    }
+    if (error)
+        *error = failure;
+    return nullptr;
+}
+
+ImagePtr PasteboardReader::readImage(const QMimeData* data, Error* error)
+{
+    const QList<QUrl> urls = readableImageFileURLs(data);
+    if (!urls.isEmpty())
+        return Image::fromFile(urls.first().toLocalFile(), error);
+    return readImageData(data, error);
+}
+
 } // namespace iconfoundry

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "iconset/image.h"
+
 #include <QList>
 #include <QUrl>
 
@@ -20,6 +22,12 @@ public:
     static bool canReadImageData(const QMimeData* data);
     // The enabling rule of Paste: an image file URL or image data.
     static bool canPaste(const QMimeData* data);
+    // Decodes data's image data: the encoded bytes of a readable type when there are some (they
+    // keep the image's resolution), else the bitmap. nullptr with error when there is none or it
+    // does not decode.
+    static ImagePtr readImageData(const QMimeData* data, Error* error = nullptr);
+    // The image a drop of data gives: its first readable image file, else its image data.
+    static ImagePtr readImage(const QMimeData* data, Error* error = nullptr);
 };
 
 } // namespace iconfoundry

@@ -96,6 +96,15 @@ inline QString writeImage(const QString& path, int width, int height, QColor col
     return image.save(path, "PNG") ? path : QString();
 }
 
+// The message texts of alerts, in order.
+inline QStringList messages(const QList<Alert>& alerts)
+{
+    QStringList texts;
+    for (const Alert& alert : alerts)
+        texts.append(alert.messageText);
+    return texts;
+}
+
 inline QColor colorOf(const ImagePtr& image)
 {
     return image ? image->bitmap().pixelColor(0, 0) : QColor();

@@ -1,10 +1,10 @@
 #include "common/testsupport.h"
 #include "helper_scriptedalerts.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/sourceimagenotificationcenter.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/defaults.h"
-#include "iconset/sourceimagenotificationcenter.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -203,10 +203,12 @@ void TestMainWindow::newerImageWinsOverAnOpenQuestion_data()
 
     const int useAnyway = Alert::FirstButtonReturn, cancel = Alert::SecondButtonReturn;
     // The newer image needs no question and is shown at once; the late answer changes nothing.
-    QTest::newRow("square newer, older used anyway") << QSize(1024, 1024) << useAnyway << QColor(Qt::blue) << 1;
+    QTest::newRow("square newer, older used anyway")
+        << QSize(1024, 1024) << useAnyway << QColor(Qt::blue) << 1;
     QTest::newRow("square newer, older cancelled") << QSize(1024, 1024) << cancel << QColor(Qt::blue) << 1;
     // The newer image is itself waiting: the older answer must not install the older image.
-    QTest::newRow("both waiting, older used anyway") << QSize(1600, 900) << useAnyway << QColor(Qt::green) << 0;
+    QTest::newRow("both waiting, older used anyway")
+        << QSize(1600, 900) << useAnyway << QColor(Qt::green) << 0;
 }
 
 void TestMainWindow::newerImageWinsOverAnOpenQuestion()
