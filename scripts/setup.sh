@@ -11,6 +11,7 @@ packages=(
   qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
   libplist-dev libplist++-dev
   libdeflate-dev
+  librsvg2-dev librsvg2-bin zlib1g-dev
   libsystemd-dev
   xvfb xauth fonts-dejavu-core
 )

@@ -15,6 +15,7 @@ class QIODevice;
 namespace iconfoundry {
 
 class Image;
+class SvgDocument;
 using ImagePtr = std::shared_ptr<Image>;
 
 namespace detail {
@@ -61,7 +62,7 @@ public:
     QSize pixelSize() const;
     // The first bitmap representation (ARGB32 premultiplied), for display and pasteboard.
     QImage bitmap() const;
-    bool hasVector() const { return !vector_.isEmpty(); }
+    bool hasVector() const { return vector_ != nullptr; }
 
     // Image operations used by the renderer and the previews (described in imageutil.cpp).
     ImagePtr imageInRect(const QRectF& rect) const;
@@ -83,8 +84,8 @@ private:
 
     QSizeF size_;
     QList<QImage> representations_;
-    QByteArray vector_; // SVG document, empty for bitmap sources
-    QRectF vectorCrop_; // part of the vector's view box the image shows; empty = all of it
+    std::shared_ptr<const SvgDocument> vector_; // null for bitmap sources
+    QRectF vectorCrop_; // part of the document the image shows, in its pixels at its intrinsic size
     // Reduced copies of the bitmap this image was cut from, shared with its cuts, and where in
     // that bitmap (level 0) this image's pixels lie.
     std::shared_ptr<detail::ImagePyramid> pyramid_;
