@@ -6,6 +6,7 @@
 #include <cairo.h>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -186,6 +187,8 @@ bool intrinsicSize(RsvgHandle* handle, double* width, double* height)
     GError* error = nullptr;
     RsvgHandle* handle =
         rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(document.data()), length, &error);
+    if (handle)
+        rsvg_handle_set_dpi(handle, 96); // the CSS inch, as rsvg-convert and browsers use
     LoadReply loaded{0, 0, 0, 0};
     std::string message;
     if (!handle)
@@ -233,8 +236,10 @@ bool intrinsicSize(RsvgHandle* handle, double* width, double* height)
         if (reply.ok) {
             const unsigned char* pixels = cairo_image_surface_get_data(surface);
             const int stride = cairo_image_surface_get_stride(surface);
-            for (int y = 0; y < h; ++y)
-                if (!childSend(pixels + qsizetype(y) * stride, size_t(w) * 4))
+            // Rows are packed for ARGB32 (stride = 4 x width); sent row by row only if not.
+            const bool packed = stride == w * 4;
+            for (int y = 0; y < (packed ? 1 : h); ++y)
+                if (!childSend(pixels + qsizetype(y) * stride, size_t(w) * 4 * (packed ? h : 1)))
                     ::_exit(0);
         }
         cairo_destroy(cr);
@@ -423,10 +428,19 @@ bool scanDataUrl(const QByteArray& text, qsizetype at, int depth, ScanBudget* bu
         return scan(nested, depth + 1, budget, refusal);
     }
     // A bitmap: its header says how many pixels decoding it would allocate.
-    QBuffer buffer(&payload);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    const QSize size = reader.size();
+    QSize size;
+    if (payload.startsWith("\x89PNG\r\n\x1a\n") && payload.size() >= 24) {
+        // Read straight from the header: a decoder may refuse to say before it sees pixel data.
+        auto be32 = [&](int at) {
+            const auto* b = reinterpret_cast<const uchar*>(payload.constData() + at);
+            return qint64(b[0]) << 24 | b[1] << 16 | b[2] << 8 | b[3];
+        };
+        size = QSize(int(std::min<qint64>(be32(16), INT_MAX)), int(std::min<qint64>(be32(20), INT_MAX)));
+    } else {
+        QBuffer buffer(&payload);
+        buffer.open(QIODevice::ReadOnly);
+        size = QImageReader(&buffer).size();
+    }
     if (!size.isValid())
         return true; // librsvg will find nothing it can decode either
     budget->embeddedPixels += qint64(size.width()) * size.height();
@@ -571,8 +585,10 @@ public:
             stop();
             return false;
         }
-        for (int y = 0; y < pixels.height(); ++y)
-            if (!receiveAll(socket_, image.scanLine(y), size_t(pixels.width()) * 4, deadline)) {
+        const int w = pixels.width(), h = pixels.height();
+        const bool packed = image.bytesPerLine() == qsizetype(w) * 4;
+        for (int y = 0; y < (packed ? 1 : h); ++y)
+            if (!receiveAll(socket_, image.scanLine(y), size_t(w) * 4 * (packed ? h : 1), deadline)) {
                 *reason = ended(deadline, "drawing it");
                 return false;
             }
