@@ -4,16 +4,25 @@
 set -euo pipefail
 
 packages=(
+  # compilers and the build: CMake with Ninja, pkg-config finds the C libraries, git for the sources
   build-essential cmake ninja-build pkg-config git
+  # Qt: widgets and the platform plugins, SVG rendering and the extra image formats (TIFF, WebP)
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins
   qt6-svg-dev qt6-image-formats-plugins
-  qt6-webengine-dev
+  # Qt's translation tools: lrelease compiles resources/translations/*.ts at build time
   qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
+  # property lists (the icon catalogue), fast PNG compression, the systemd journal for the log
   libplist-dev libplist++-dev
   libdeflate-dev
   librsvg2-dev librsvg2-bin zlib1g-dev
   libsystemd-dev
-  xvfb xauth fonts-dejavu-core
+  # the manual page is made at build time from the --help texts
+  help2man
+  # the installed-tree test checks the desktop entry, the AppStream file and the manual page
+  desktop-file-utils appstream man-db groff-base
+  # an X server without a screen for the window tests and scripts/screenshots.sh, a font to draw with;
+  # xdotool drives the window and ImageMagick's import takes the pictures in scripts/screenshots.sh
+  xvfb xauth fonts-dejavu-core xdotool imagemagick
 )
 
 missing=()
@@ -29,6 +38,7 @@ fi
 SUDO=""
 [ "$(id -u)" -eq 0 ] || SUDO="sudo"
 export DEBIAN_FRONTEND=noninteractive
+echo "setup: installing ${missing[*]}"
 $SUDO apt-get update -qq
 $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
 echo "setup: installed ${missing[*]}"

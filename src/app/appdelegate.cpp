@@ -3,6 +3,7 @@
 #include "app/editmenutrimmer.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/sourceimagenotificationcenter.h"
 #include "logging/consolelogger.h"
 #include "logging/filelogger.h"
 #include "logging/log.h"
@@ -10,13 +11,17 @@
 #include "logging/systemlogger.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/bundle.h"
-#include "platform/notificationcenter.h"
-#include "platform/notificationcenterconstants.h"
+#include "platform/texts.h"
+#include "previews/messagesscreenwindowcontroller.h"
+#include "previews/padscreenwindowcontroller.h"
+#include "previews/phonescreenwindowcontroller.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QFileInfo>
 #include <QFileOpenEvent>
 #include <QMainWindow>
+#include <QMenu>
 #include <QMenuBar>
 #include <QUrl>
 
@@ -26,6 +31,17 @@ namespace {
 
 constexpr double kLogRollingFrequencySeconds = 86400; // one file per day
 constexpr unsigned long kMaximumNumberOfLogFiles = 7; // a week of logs
+
+// Creates the preview controller on first use; every show hands over the current image, so a
+// window reopened after the image changed while it was closed shows the new one.
+template <typename Controller>
+void showPreview(std::unique_ptr<Controller>& controller, const ImagePtr& sourceImage)
+{
+    if (!controller)
+        controller = std::make_unique<Controller>();
+    controller->setSourceImage(sourceImage);
+    controller->showWindow();
+}
 
 } // namespace
 
@@ -40,7 +56,7 @@ AppDelegate::AppDelegate(QObject* parent) : QObject(parent)
 
 AppDelegate::~AppDelegate()
 {
-    NotificationCenter::defaultCenter().removeObserver(this);
+    SourceImageNotificationCenter::defaultCenter().removeObserver(this);
 }
 
 void AppDelegate::applicationDidFinishLaunching()
@@ -69,12 +85,13 @@ void AppDelegate::applicationDidFinishLaunching()
     controller->setImageProcessor(imageProcessor_.get());
     controller->showWindow();
 
-    // The Edit menu.
+    // The Edit menu, and the Window menu that opens the previews.
     EditMenuTrimmer::trimEditMenu(controller->window()->menuBar());
+    installWindowMenu(controller->window()->menuBar());
 
     // Mirror every accepted source image.
-    NotificationCenter::defaultCenter().addObserver(this, QString::fromLatin1(NewSourceImageNotification),
-                                                    [this](const Notification& n) { newSourceImage(n); });
+    SourceImageNotificationCenter::defaultCenter().addObserver(
+        this, [this](const ImagePtr& image) { newSourceImage(image); });
 
     // The launch announcement check starts here, without being waited for, once announcements
     // are part of the application.
@@ -82,7 +99,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::applicationWillTerminate()
 {
-    NotificationCenter::defaultCenter().removeObserver(this);
+    SourceImageNotificationCenter::defaultCenter().removeObserver(this);
 }
 
 bool AppDelegate::applicationOpenFile(const QString& path)
@@ -100,20 +117,55 @@ bool AppDelegate::openInitialDocument(const QStringList& arguments)
         const QUrl url(argument);
         return applicationOpenFile(url.isLocalFile() ? url.toLocalFile() : argument);
     }
-    const QString sample =
-        Bundle::pathForResource(QStringLiteral("images/SampleIcon"), QStringLiteral("png"));
-    if (sample.isEmpty()) {
-        LOG_ERROR("The sample icon images/SampleIcon.png is missing from '%s'",
-                  qUtf8Printable(Bundle::resourceDirectory()));
-        return false;
-    }
-    return applicationOpenFile(sample);
+    // No file: the window starts empty, showing how to bring an image in.
+    return false;
 }
 
-void AppDelegate::newSourceImage(const Notification& notification)
+void AppDelegate::newSourceImage(const ImagePtr& image)
 {
-    const ImagePtr* image = std::any_cast<ImagePtr>(&notification.object);
-    setSourceImage(image ? *image : nullptr);
+    setSourceImage(image);
+}
+
+void AppDelegate::showPhoneScreenWindow()
+{
+    showPreview(phoneScreenWindowController_, sourceImage_);
+}
+
+void AppDelegate::showPadScreenWindow()
+{
+    showPreview(padScreenWindowController_, sourceImage_);
+}
+
+void AppDelegate::showMessagesScreenWindow()
+{
+    showPreview(messagesScreenWindowController_, sourceImage_);
+}
+
+QMenu* AppDelegate::installWindowMenu(QMenuBar* menuBar)
+{
+    if (!menuBar)
+        return nullptr;
+    auto* menu = menuBar->findChild<QMenu*>(QStringLiteral("menuWindow"));
+    if (!menu) {
+        menu = menuBar->addMenu(Texts::text("Menu.Window"));
+        menu->setObjectName(QStringLiteral("menuWindow"));
+    }
+    const struct
+    {
+        const char* name;
+        const char* text;
+        void (AppDelegate::*show)();
+    } items[] = {
+        {"showPhoneScreenWindow", "Menu.Window.PhonePreview", &AppDelegate::showPhoneScreenWindow},
+        {"showPadScreenWindow", "Menu.Window.PadPreview", &AppDelegate::showPadScreenWindow},
+        {"showMessagesScreenWindow", "Menu.Window.MessagesPreview", &AppDelegate::showMessagesScreenWindow},
+    };
+    for (const auto& item : items) {
+        QAction* action = menu->addAction(Texts::text(item.text));
+        action->setObjectName(QString::fromLatin1(item.name));
+        connect(action, &QAction::triggered, this, item.show);
+    }
+    return menu;
 }
 
 MainWindowController* AppDelegate::mainWindowController()

@@ -4,6 +4,7 @@
 #include "iconset/defaultcategories.h"
 #include "iconset/image.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/imagesuitability.h"
 #include "platform/bundle.h"
 
 #include <QCommandLineParser>
@@ -42,6 +43,15 @@ public:
     bool quiet = false;
     QJsonObject object;
     QJsonArray errors;
+    QJsonArray warnings;
+
+    // Says what the window would have asked about; the run goes on.
+    void warn(const QString& message)
+    {
+        if (!quiet)
+            write(stderr, QStringLiteral("iconfoundry generate: warning: %1\n").arg(message));
+        warnings.append(message);
+    }
 
     // Prints the message on standard error, keeps it for the report and returns code.
     int fail(int code, const QString& message)
@@ -56,6 +66,7 @@ public:
         if (json) {
             object.insert(QStringLiteral("exitCode"), code);
             object.insert(QStringLiteral("errors"), errors);
+            object.insert(QStringLiteral("warnings"), warnings);
             write(stdout, QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented)));
         }
         return code;
@@ -152,12 +163,13 @@ QString GenerateCommand::helpText()
         "                         (e.g. Assets.xcassets/AppIcon.appiconset) and merge their\n"
         "                         entries into its Contents.json; entries of other slots and\n"
         "                         unknown keys are kept\n"
-        "  -o, --out DIR          write the PNG files only\n"
-        "  -c, --category ID|NAME an icon category by id or name, any case (repeatable;\n"
+        "  -o, --out DIR          write the PNG files only, into DIR (made when missing)\n"
+        "  -c, --category ID|NAME\n"
+        "                         an icon category by id or name, any case (repeatable;\n"
         "                         default: iPhone, iPad and App Store; see 'iconfoundry list')\n"
         "  -f, --force            replace existing files and Contents.json slots held by\n"
         "                         other files; without it they are listed and nothing is written\n"
-        "  -q, --quiet            no progress and no summary line\n"
+        "  -q, --quiet            no progress, no warnings and no summary line\n"
         "      --json             print a JSON report on standard output (files written with\n"
         "                         their pixel sizes, what is or would be replaced, errors)\n"
         "  -h, --help             print this help\n"
@@ -260,7 +272,28 @@ int GenerateCommand::run(const QStringList& arguments)
         return report.fail(SourceUnusable, QStringLiteral("cannot use the source image '%1': %2")
                                                .arg(source, imageError.localizedDescription));
 
-    // Folder and its Contents.json.
+    // The window's two questions, as warnings: the user asked for this image by name.
+    if (!ImageSuitability::hasProperShape(*image)) {
+        const QSize pixels = image->pixelSize();
+        report.warn(QStringLiteral("the source image is %1 x %2 pixels, neither square nor 4:3 landscape; "
+                                   "every icon is stretched to its shape.")
+                        .arg(pixels.width())
+                        .arg(pixels.height()));
+    }
+    if (!ImageSuitability::isLargeEnough(*image)) {
+        const QSize pixels = image->pixelSize();
+        report.warn(QStringLiteral("the source image is only %1 x %2 pixels; icons larger than that are "
+                                   "scaled up and look blurred (at least %3 x %4 is recommended).")
+                        .arg(pixels.width())
+                        .arg(pixels.height())
+                        .arg(ImageSuitability::MinimumPixelWidth)
+                        .arg(ImageSuitability::MinimumPixelHeight));
+    }
+
+    // Folder and its Contents.json. A plain output folder is made when missing, as build tools
+    // expect; an icon set is part of a project and must already be there.
+    if (!xcode && !QFileInfo::exists(folder) && !QDir().mkpath(folder))
+        return report.fail(FolderUnwritable, QStringLiteral("cannot create the folder '%1'.").arg(folder));
     const QFileInfo folderInfo(folder);
     if (!folderInfo.exists())
         return report.fail(FolderMissing, QStringLiteral("the folder '%1' does not exist.").arg(folder));

@@ -1,6 +1,8 @@
 #include "iconset/contentsjsonprocessor.h"
 
 #include "iconset/imageprocessor.h"
+#include "iconset/jsonreader.h"
+#include "iconset/slotindex.h"
 #include "iconset/xcodejson.h"
 #include "logging/log.h"
 #include "platform/atomicfile.h"
@@ -8,17 +10,25 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QJsonParseError>
+#include <cerrno>
+#include <cstring>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace iconfoundry {
 
 namespace {
 
-// The members of an entry that the merge compares; anything else in an entry is carried along.
-const char* const slotKeys[] = {"idiom", "size", "scale"};
-const char* const comparedKeys[] = {"idiom", "size", "scale", "filename"};
+// The members of an entry that the merge compares, and those a catalogue size writes; any other
+// member of an entry belongs to someone else and is carried along.
+constexpr QStringView comparedKeys[] = {u"idiom", u"size", u"scale", u"filename"};
+constexpr QStringView ownedKeys[] = {u"filename", u"idiom", u"platform", u"role",
+                                     u"scale",    u"size",  u"subtype"};
 
 enum class ReadOutcome
 {
@@ -34,49 +44,106 @@ void setError(Error* error, ContentsJSONProcessor::ErrorCode code, const QString
     Error::set(error, ContentsJSONProcessor::errorDomain, code, text);
 }
 
-// Offset of the first byte that does not belong to well-formed UTF-8 (overlong forms, surrogates
-// and code points above U+10FFFF included), or -1 when all of it is well-formed.
-qsizetype firstInvalidUtf8(const QByteArray& data)
+ReadOutcome unreadable(const QString& filePath, const QString& reason, Error* error)
 {
-    const auto* p = reinterpret_cast<const unsigned char*>(data.constData());
-    const qsizetype n = data.size();
-    qsizetype i = 0;
-    while (i < n) {
-        const unsigned char c = p[i];
-        if (c < 0x80) {
-            ++i;
-            continue;
-        }
-        int length = 0;
-        unsigned char low = 0x80, high = 0xbf; // allowed range of the second byte
-        if (c >= 0xc2 && c <= 0xdf) {
-            length = 2;
-        } else if (c >= 0xe0 && c <= 0xef) {
-            length = 3;
-            if (c == 0xe0)
-                low = 0xa0;
-            else if (c == 0xed)
-                high = 0x9f;
-        } else if (c >= 0xf0 && c <= 0xf4) {
-            length = 4;
-            if (c == 0xf0)
-                low = 0x90;
-            else if (c == 0xf4)
-                high = 0x8f;
-        } else {
-            return i;
-        }
-        if (i + length > n)
-            return i;
-        if (p[i + 1] < low || p[i + 1] > high)
-            return i;
-        for (int k = 2; k < length; ++k) {
-            if ((p[i + k] & 0xc0) != 0x80)
-                return i;
-        }
-        i += length;
+    setError(error, ContentsJSONProcessor::FileUnreadable,
+             QStringLiteral("Could not read '%1': %2").arg(filePath, reason));
+    return ReadOutcome::Broken;
+}
+
+ReadOutcome notAFile(const QString& filePath, const char* what, Error* error)
+{
+    setError(error, ContentsJSONProcessor::FileUnreadable,
+             QStringLiteral("'%1' is %2, not a file.").arg(filePath, QLatin1String(what)));
+    return ReadOutcome::Broken;
+}
+
+// Opens filePath for reading when it is a regular file, and says how long it is. Anything else is
+// refused before it is opened: opening a named pipe waits for a writer, and reading a device or a
+// socket may never end.
+ReadOutcome openRegularFile(const QString& filePath, QFile& file, qint64& size, Error* error)
+{
+#ifdef Q_OS_UNIX
+    const auto kind = [&](const struct stat& info) -> const char* {
+        if (S_ISREG(info.st_mode))
+            return nullptr;
+        if (S_ISDIR(info.st_mode))
+            return "a folder";
+        if (S_ISFIFO(info.st_mode))
+            return "a named pipe";
+        if (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode))
+            return "a device";
+        if (S_ISSOCK(info.st_mode))
+            return "a socket";
+        return "not a regular file";
+    };
+    const QByteArray native = QFile::encodeName(filePath);
+    struct stat info
+    {
+    };
+    if (::stat(native.constData(), &info) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return ReadOutcome::Missing;
+        return unreadable(filePath, QString::fromLocal8Bit(std::strerror(errno)), error);
     }
-    return -1;
+    if (const char* what = kind(info))
+        return notAFile(filePath, what, error);
+    // Not blocking even if the path has become a pipe since it was looked at; checked again below.
+    const int fd = ::open(native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return unreadable(filePath, QString::fromLocal8Bit(std::strerror(errno)), error);
+    if (::fstat(fd, &info) != 0 || kind(info)) {
+        const char* what = kind(info);
+        ::close(fd);
+        return what ? notAFile(filePath, what, error)
+                    : unreadable(filePath, QString::fromLocal8Bit(std::strerror(errno)), error);
+    }
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return unreadable(filePath, file.errorString(), error);
+    }
+    size = info.st_size;
+#else
+    const QFileInfo info(filePath);
+    if (!info.exists())
+        return ReadOutcome::Missing;
+    if (info.isDir())
+        return notAFile(filePath, "a folder", error);
+    if (!info.isFile())
+        return notAFile(filePath, "not a regular file", error);
+    file.setFileName(filePath);
+    if (!file.open(QIODevice::ReadOnly))
+        return unreadable(filePath, file.errorString(), error);
+    size = info.size();
+#endif
+    return ReadOutcome::Loaded;
+}
+
+// Reads the whole of an existing Contents.json, refusing one larger than maxFileSize.
+ReadOutcome readBytes(const QString& filePath, QByteArray& data, Error* error)
+{
+    const auto tooLarge = [&](qint64 size) {
+        setError(
+            error, ContentsJSONProcessor::FileTooLarge,
+            QStringLiteral("'%1' is %2 bytes long; a Contents.json of more than %3 bytes is refused.")
+                .arg(filePath, QString::number(size), QString::number(ContentsJSONProcessor::maxFileSize)));
+        return ReadOutcome::Broken;
+    };
+    QFile file;
+    qint64 size = 0;
+    if (const ReadOutcome opened = openRegularFile(filePath, file, size, error);
+        opened != ReadOutcome::Loaded)
+        return opened;
+    // Refuse a huge file before reading it.
+    if (size > ContentsJSONProcessor::maxFileSize)
+        return tooLarge(size);
+    // The size may have changed since it was looked at; never read more than the limit.
+    data = file.read(ContentsJSONProcessor::maxFileSize + 1);
+    if (file.error() != QFileDevice::NoError)
+        return unreadable(filePath, file.errorString(), error);
+    if (data.size() > ContentsJSONProcessor::maxFileSize)
+        return tooLarge(data.size());
+    return ReadOutcome::Loaded;
 }
 
 // Checks that the folder exists and is a folder.
@@ -98,31 +165,30 @@ bool checkFolder(const QString& path, Error* error)
 
 // Checks that a parsed file is shaped like an icon set's index, so that merging into it can
 // neither lose entries nor compare values that are not text.
-bool checkShape(const QString& filePath, const QJsonObject& root, Error* error)
+bool checkShape(const QString& filePath, const JsonNode& root, Error* error)
 {
-    if (!root.contains(QLatin1String("images")))
+    const JsonNode* images = root.member(u"images");
+    if (!images)
         return true;
-    const QJsonValue images = root.value(QLatin1String("images"));
-    if (!images.isArray()) {
+    if (!images->isArray()) {
         setError(error, ContentsJSONProcessor::ImagesNotArray,
                  QStringLiteral("In '%1', \"images\" is not a list.").arg(filePath));
         return false;
     }
-    const QJsonArray array = images.toArray();
-    for (qsizetype i = 0; i < array.size(); ++i) {
-        if (!array.at(i).isObject()) {
+    const std::vector<JsonNode>& entries = images->elements();
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (!entries[i].isObject()) {
             setError(error, ContentsJSONProcessor::ImageNotObject,
                      QStringLiteral("In '%1', entry %2 of \"images\" is not an object.")
                          .arg(filePath, QString::number(i + 1)));
             return false;
         }
-        const QJsonObject entry = array.at(i).toObject();
-        for (const char* key : comparedKeys) {
-            const QJsonValue value = entry.value(QLatin1String(key));
-            if (!value.isUndefined() && !value.isString()) {
+        for (QStringView key : comparedKeys) {
+            const JsonNode* value = entries[i].member(key);
+            if (value && !value->isString()) {
                 setError(error, ContentsJSONProcessor::ValueNotString,
                          QStringLiteral("In '%1', \"%2\" of entry %3 of \"images\" is not a text.")
-                             .arg(filePath, QLatin1String(key), QString::number(i + 1)));
+                             .arg(filePath, key.toString(), QString::number(i + 1)));
                 return false;
             }
         }
@@ -132,57 +198,40 @@ bool checkShape(const QString& filePath, const QJsonObject& root, Error* error)
 
 // Reads an existing Contents.json. Missing: there is none (a new icon set). Broken: there is one
 // but it must not be merged into; error says why.
-ReadOutcome readContents(const QString& filePath, QJsonObject& root, Error* error)
+ReadOutcome readContents(const QString& filePath, JsonNode& root, Error* error)
 {
-    const QFileInfo info(filePath);
-    if (!info.exists())
-        return ReadOutcome::Missing;
-    if (info.isDir()) {
-        setError(error, ContentsJSONProcessor::FileUnreadable,
-                 QStringLiteral("'%1' is a folder, not a file.").arg(filePath));
-        return ReadOutcome::Broken;
-    }
-    const auto tooLarge = [&](qint64 size) {
-        setError(
-            error, ContentsJSONProcessor::FileTooLarge,
-            QStringLiteral("'%1' is %2 bytes long; a Contents.json of more than %3 bytes is refused.")
-                .arg(filePath, QString::number(size), QString::number(ContentsJSONProcessor::maxFileSize)));
-        return ReadOutcome::Broken;
-    };
-    // Refuse a huge file before reading it.
-    if (info.size() > ContentsJSONProcessor::maxFileSize)
-        return tooLarge(info.size());
+    QByteArray data;
+    if (const ReadOutcome read = readBytes(filePath, data, error); read != ReadOutcome::Loaded)
+        return read;
 
-    QFile file(filePath);
-    if (!file.open(QIODevice::ReadOnly)) {
-        setError(error, ContentsJSONProcessor::FileUnreadable,
-                 QStringLiteral("Could not read '%1': %2").arg(filePath, file.errorString()));
-        return ReadOutcome::Broken;
-    }
-    // The size may have changed since it was looked at; never read more than the limit.
-    const QByteArray data = file.read(ContentsJSONProcessor::maxFileSize + 1);
-    if (file.error() != QFileDevice::NoError) {
-        setError(error, ContentsJSONProcessor::FileUnreadable,
-                 QStringLiteral("Could not read '%1': %2").arg(filePath, file.errorString()));
-        return ReadOutcome::Broken;
-    }
-    if (data.size() > ContentsJSONProcessor::maxFileSize)
-        return tooLarge(data.size());
-
-    // Qt's parser would quietly replace malformed bytes inside strings; rewriting such a file
-    // would change text the user never touched.
-    if (const qsizetype bad = firstInvalidUtf8(data); bad >= 0) {
-        setError(error, ContentsJSONProcessor::FileNotUTF8,
-                 QStringLiteral("'%1' is not UTF-8 text (malformed byte at offset %2).")
-                     .arg(filePath, QString::number(bad)));
-        return ReadOutcome::Broken;
-    }
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        setError(error, ContentsJSONProcessor::FileNotJSON,
-                 QStringLiteral("'%1' is not valid JSON: %2 at offset %3.")
-                     .arg(filePath, parseError.errorString(), QString::number(parseError.offset)));
+    JsonNode document;
+    JsonReader::Failure failure;
+    // Deeper nesting than the writer goes is refused now, before any icon is written.
+    if (!JsonReader::read(data, XcodeJSON::maxDepth, document, &failure)) {
+        const QString offset = QString::number(failure.offset);
+        switch (failure.problem) {
+        case JsonReader::Problem::NotUtf8:
+            // Rewriting such a file would change text the user never touched.
+            setError(error, ContentsJSONProcessor::FileNotUTF8,
+                     QStringLiteral("'%1' is not UTF-8 text (malformed byte at offset %2).")
+                         .arg(filePath, offset));
+            break;
+        case JsonReader::Problem::TooDeep:
+            setError(error, ContentsJSONProcessor::NestedTooDeep,
+                     QStringLiteral("'%1' cannot be written back: %2")
+                         .arg(filePath, XcodeJSON::tooDeepDescription()));
+            break;
+        case JsonReader::Problem::DuplicateKey:
+            setError(error, ContentsJSONProcessor::DuplicateKey,
+                     QStringLiteral("'%1' has %2 (the second at offset %3); merging into it would silently "
+                                    "drop one of them.")
+                         .arg(filePath, failure.description, offset));
+            break;
+        default:
+            setError(error, ContentsJSONProcessor::FileNotJSON,
+                     QStringLiteral("'%1' is not valid JSON: %2 at offset %3.")
+                         .arg(filePath, failure.description, offset));
+        }
         return ReadOutcome::Broken;
     }
     if (!document.isObject()) {
@@ -190,44 +239,59 @@ ReadOutcome readContents(const QString& filePath, QJsonObject& root, Error* erro
                  QStringLiteral("'%1' does not hold a JSON object at its top level.").arg(filePath));
         return ReadOutcome::Broken;
     }
-    root = document.object();
-    if (!checkShape(filePath, root, error))
+    if (!checkShape(filePath, document, error))
         return ReadOutcome::Broken;
-    // The parser takes deeper nesting than the writer; find out now, before any icon is written.
-    QByteArray text;
-    if (Error tooDeep; !XcodeJSON::serialize(root, text, &tooDeep)) {
-        setError(
-            error, ContentsJSONProcessor::NestedTooDeep,
-            QStringLiteral("'%1' cannot be written back: %2").arg(filePath, tooDeep.localizedDescription));
-        return ReadOutcome::Broken;
-    }
+    root = std::move(document);
     return ReadOutcome::Loaded;
 }
 
-// Entry and size hold the same slot when the size's entry has "idiom", "size" and "scale" and the
-// entry has each with the same text. A key the size's entry lacks never matches.
-bool holdsSameSlot(const QJsonValue& entryValue, const QJsonObject& sizeEntry)
+// The entry a catalogue size writes, spelled as the writer spells new values.
+JsonNode entryOf(const ImageSize& size)
 {
-    const QJsonObject entry = entryValue.toObject();
-    for (const char* key : slotKeys) {
-        const QJsonValue mine = sizeEntry.value(QLatin1String(key));
-        if (!mine.isString())
-            return false;
-        const QJsonValue theirs = entry.value(QLatin1String(key));
-        if (!theirs.isString() || theirs.toString() != mine.toString())
-            return false;
-    }
-    return true;
+    JsonNode entry;
+    XcodeJSON::toNode(size.dictionary(), entry); // texts only: nothing to refuse
+    return entry;
 }
 
-const QList<ImageSize>& catalogueSizes(ImageProcessor* processor)
+// Makes the first entry holding entry's slot hold entry, or appends entry. Later holders of the
+// slot stay as they are.
+//
+// An entry found is updated, not replaced: the keys a size writes take entry's values, or go when
+// entry has none, and any other key stays exactly as it was written. A value whose text does not
+// change keeps its spelling too, so a version-control diff shows only what really changed.
+void addOrReplace(const JsonNode& entry, std::vector<JsonNode>& images, SlotIndex& index)
 {
-    static const QList<ImageSize> none;
+    const qsizetype at = index.firstHolder(entry);
+    if (at < 0) {
+        images.push_back(entry);
+        index.add(images.back(), qsizetype(images.size()) - 1);
+        return;
+    }
+    JsonNode& held = images[size_t(at)];
+    for (QStringView key : ownedKeys) {
+        const JsonNode* mine = entry.member(key);
+        const JsonNode* theirs = held.member(key);
+        if (!mine)
+            held.remove(key);
+        else if (!theirs || !theirs->isString() || theirs->toString() != mine->toString())
+            held.insert(key.toString(), *mine);
+    }
+}
+
+// The catalogue sizes of any of the categories, in catalogue order.
+QList<ImageSize> sizesFor(ImageProcessor* processor, const QList<ImageCategory>& categories)
+{
     if (!processor) {
         LOG_ERROR("No image processor set; the catalogue is empty");
-        return none;
+        return {};
     }
-    return processor->allImageSizes();
+    const QVariantList ids = ContentsJSONProcessor::imageCategoryIdsForImageCategories(categories);
+    QList<ImageSize> sizes;
+    for (const ImageSize& size : processor->allImageSizes()) {
+        if (size.hasAnyCategoryId(ids))
+            sizes.append(size);
+    }
+    return sizes;
 }
 
 } // namespace
@@ -236,33 +300,16 @@ ContentsJSONProcessor::ContentsJSONProcessor(ImageProcessor* imageProcessor) : i
 {
 }
 
-void ContentsJSONProcessor::addOrReplaceImageSize(const ImageSize& size, QJsonArray& images) const
+void ContentsJSONProcessor::addOrReplaceImageSize(const ImageSize& size, std::vector<JsonNode>& images) const
 {
-    const QJsonObject entry = size.dictionary();
-    for (qsizetype i = 0; i < images.size(); ++i) {
-        if (holdsSameSlot(images.at(i), entry)) {
-            // The whole old entry goes, its extra keys included; later duplicates stay.
-            images.replace(i, entry);
-            return;
-        }
-    }
-    images.append(entry);
+    SlotIndex index(images);
+    addOrReplace(entryOf(size), images, index);
 }
 
-bool ContentsJSONProcessor::hasImageSizeWithImage(const ImageSize& size, const QJsonArray& images) const
+bool ContentsJSONProcessor::hasImageSizeWithImage(const ImageSize& size,
+                                                  const std::vector<JsonNode>& images) const
 {
-    const QJsonObject entry = size.dictionary();
-    const QJsonValue mine = entry.value(QLatin1String("filename"));
-    for (const QJsonValue& image : images) {
-        if (!holdsSameSlot(image, entry))
-            continue;
-        const QJsonValue theirs = image.toObject().value(QLatin1String("filename"));
-        if (theirs.isUndefined())
-            continue; // an empty slot
-        if (!mine.isString() || theirs != mine)
-            return true;
-    }
-    return false;
+    return SlotIndex(images).heldByOtherFile(entryOf(size));
 }
 
 QVariantList ContentsJSONProcessor::imageCategoryIdsForImageCategories(const QList<ImageCategory>& categories)
@@ -278,13 +325,13 @@ bool ContentsJSONProcessor::checkContentsJSONInPath(const QString& path, Error* 
 {
     if (!checkFolder(path, error))
         return false;
-    QJsonObject root;
+    JsonNode root;
     return readContents(QDir(path).filePath(fileName), root, error) != ReadOutcome::Broken;
 }
 
 bool ContentsJSONProcessor::isBrokenFileError(const Error& error)
 {
-    return error.domain == errorDomain && error.code >= FileUnreadable && error.code <= NestedTooDeep;
+    return error.domain == errorDomain && error.code >= FileUnreadable && error.code <= DuplicateKey;
 }
 
 std::optional<QList<ImageSize>>
@@ -292,7 +339,7 @@ ContentsJSONProcessor::imageJSONThatExistForCategories(const QList<ImageCategory
                                                        const QString& path)
 {
     const QString jsonPath = QDir(path).filePath(fileName);
-    QJsonObject root;
+    JsonNode root;
     Error error;
     switch (readContents(jsonPath, root, &error)) {
     case ReadOutcome::Missing:
@@ -305,11 +352,11 @@ ContentsJSONProcessor::imageJSONThatExistForCategories(const QList<ImageCategory
     case ReadOutcome::Loaded:
         break;
     }
-    const QJsonArray images = root.value(QLatin1String("images")).toArray();
-    const QVariantList ids = imageCategoryIdsForImageCategories(categories);
+    const JsonNode* images = root.member(u"images");
+    const SlotIndex index(images ? images->elements() : std::vector<JsonNode>());
     QList<ImageSize> kept;
-    for (const ImageSize& size : catalogueSizes(imageProcessor_)) {
-        if (size.hasAnyCategoryId(ids) && hasImageSizeWithImage(size, images))
+    for (const ImageSize& size : sizesFor(imageProcessor_, categories)) {
+        if (index.heldByOtherFile(entryOf(size)))
             kept.append(size);
     }
     if (kept.isEmpty())
@@ -321,45 +368,54 @@ bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageCategory>& ca
                                                   Error* error)
 {
     const QString jsonPath = QDir(path).filePath(fileName);
-    Error failure;
-    if (!checkFolder(path, &failure)) {
-        LOG_ERROR("ERROR saving JSON to path '%s' : %s", qUtf8Printable(jsonPath),
-                  qUtf8Printable(failure.localizedDescription));
+    const QList<ImageSize> sizes = sizesFor(imageProcessor_, categories);
+    // The folder's faults are reported as failed saves, the file's as failed reads.
+    const auto refuse = [&](bool reading, const Error& failure) {
+        if (reading)
+            LOG_ERROR("Error reading existing JSON file '%s' : %s", qUtf8Printable(jsonPath),
+                      qUtf8Printable(failure.localizedDescription));
+        else
+            LOG_ERROR("ERROR saving JSON to path '%s' : %s", qUtf8Printable(jsonPath),
+                      qUtf8Printable(failure.localizedDescription));
         if (error)
             *error = failure;
+        return false;
+    };
+    JsonNode root;
+    Error failure;
+    if (sizes.isEmpty()) {
+        // Nothing to write, and on purpose nothing to tell the user either, unless an existing
+        // file turns out to be broken. A path that cannot be read as a file (no folder, a
+        // folder or a pipe in its place) is no file.
+        if (readContents(jsonPath, root, &failure) == ReadOutcome::Broken && failure.code != FileUnreadable)
+            return refuse(true, failure);
         return false;
     }
+    if (!checkFolder(path, &failure))
+        return refuse(false, failure);
 
-    QJsonObject root;
     switch (readContents(jsonPath, root, &failure)) {
-    case ReadOutcome::Missing:
-        root.insert(QLatin1String("info"), QJsonObject{{QLatin1String("version"), 1},
-                                                       {QLatin1String("author"), QLatin1String("xcode")}});
+    case ReadOutcome::Missing: {
+        root = JsonNode(JsonNode::Type::Object);
+        JsonNode info;
+        XcodeJSON::toNode(
+            QJsonObject{{QLatin1String("version"), 1}, {QLatin1String("author"), QLatin1String("xcode")}},
+            info);
+        root.insert(QStringLiteral("info"), std::move(info));
         break;
+    }
     case ReadOutcome::Broken:
-        LOG_ERROR("Error reading existing JSON file '%s' : %s", qUtf8Printable(jsonPath),
-                  qUtf8Printable(failure.localizedDescription));
-        if (error)
-            *error = failure;
-        return false;
+        return refuse(true, failure);
     case ReadOutcome::Loaded:
         break;
     }
 
-    QJsonArray images = root.value(QLatin1String("images")).toArray();
-    const QVariantList ids = imageCategoryIdsForImageCategories(categories);
-    bool changed = false;
-    for (const ImageSize& size : catalogueSizes(imageProcessor_)) {
-        if (size.hasAnyCategoryId(ids)) {
-            addOrReplaceImageSize(size, images);
-            changed = true;
-        }
-    }
-    // Categories that name no size write nothing and fail without an error, on purpose: there
-    // is nothing to tell the user.
-    if (!changed)
-        return false;
-    root.insert(QLatin1String("images"), images);
+    if (!root.member(u"images"))
+        root.insert(QStringLiteral("images"), JsonNode(JsonNode::Type::Array));
+    std::vector<JsonNode>& images = root.member(u"images")->elements();
+    SlotIndex index(images);
+    for (const ImageSize& size : sizes)
+        addOrReplace(entryOf(size), images, index);
 
     QByteArray text;
     const bool serialized = XcodeJSON::serialize(root, text, &failure);

@@ -2,13 +2,14 @@
 
 #include "iconset/imagecategory.h"
 #include "iconset/imagesize.h"
+#include "iconset/jsonnode.h"
 #include "platform/error.h"
 
-#include <QJsonArray>
 #include <QList>
 #include <QString>
 #include <QVariantList>
 #include <optional>
+#include <vector>
 
 namespace iconfoundry {
 
@@ -24,11 +25,16 @@ class ImageProcessor;
 //   thread; not thread-safe (the catalogue's lazy load is not locked).
 // - The file is replaced as a whole (written to a temporary file in the same folder, then renamed)
 //   or left exactly as it was. It is written in Xcode's own layout (see XcodeJSON), so a project
-//   under version control sees only the lines that really changed.
+//   under version control sees only the lines that really changed. Whatever the merge does not
+//   replace (other entries, unknown keys, an unknown key's value at any depth) keeps the exact
+//   text it was read with: digits and escapes are never rewritten.
+// - Merging is linear in the file's size: entries are found through their slots (SlotIndex).
 // - An existing file that cannot be merged safely is refused with an error and left untouched:
-//   unreadable, larger than maxFileSize, not UTF-8, not JSON, a root that is not an object,
-//   "images" that is not a list of objects, or an entry whose "idiom", "size", "scale" or
-//   "filename" is not a string, or nesting deeper than the writer goes.
+//   not a regular file (a folder, a pipe, a device, a socket; looked at before it is opened, so
+//   nothing can block), unreadable, larger than maxFileSize, not UTF-8, not JSON, an object naming
+//   one key twice, nesting deeper than the writer goes, a root that is not an object, "images"
+//   that is not a list of objects, or an entry whose "idiom", "size", "scale" or "filename" is
+//   not a string.
 class ContentsJSONProcessor
 {
 public:
@@ -44,16 +50,20 @@ public:
                                                                     const QString& path);
 
     // Writes or merges the folder's Contents.json with one entry per catalogue size of the
-    // categories. False with an error for a broken existing file or a failed write; false
-    // without an error, writing nothing, when the categories name no size.
+    // categories. False with an error for a broken existing file or a failed write. When the
+    // categories name no size it writes nothing and returns false, with an error only for an
+    // existing file that was read and found broken: a missing folder, or a path that is no
+    // file, is not worth an error when there is nothing to write.
     bool saveJSONforCategories(const QList<ImageCategory>& categories, const QString& path,
                                Error* error = nullptr);
 
-    // Puts size's entry in place of the first entry holding the same slot (same "idiom", "size"
-    // and "scale" text), or appends it.
-    void addOrReplaceImageSize(const ImageSize& size, QJsonArray& images) const;
+    // Makes the first entry holding size's slot (same "idiom", "size" and "scale" text) hold
+    // size's entry, or appends that entry. An entry found keeps its keys other than those a size
+    // writes ("filename", "idiom", "platform", "role", "scale", "size", "subtype"), as they were
+    // written; of those, it has exactly the ones size's entry has.
+    void addOrReplaceImageSize(const ImageSize& size, std::vector<JsonNode>& images) const;
     // True when an entry holds size's slot with a "filename" other than size's file name.
-    bool hasImageSizeWithImage(const ImageSize& size, const QJsonArray& images) const;
+    bool hasImageSizeWithImage(const ImageSize& size, const std::vector<JsonNode>& images) const;
 
     // The categoryId of each category, in the same order.
     static QVariantList imageCategoryIdsForImageCategories(const QList<ImageCategory>& categories);
@@ -78,7 +88,9 @@ public:
         ImageNotObject,
         ValueNotString,
         NestedTooDeep, // valid JSON that the writer could not write back
-                       // The folder cannot take the file.
+        DuplicateKey,  // one of the values would be lost
+
+        // The folder cannot take the file.
         FolderMissing = 20,
         FolderIsFile,
         // Writing failed.

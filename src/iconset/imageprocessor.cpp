@@ -83,28 +83,10 @@ void ImageProcessor::setAllImageSizes(QList<ImageSize> sizes)
 
 std::optional<QVariant> ImageProcessor::loadData(const QString& name)
 {
-    const QString path = Bundle::pathForResource(name, QStringLiteral("plist"));
-    if (path.isEmpty()) {
-        LOG_ERROR("ERROR: File not found in bundle: %s.plist", qUtf8Printable(name));
-        return std::nullopt;
-    }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > PropertyList::kMaximumSize) {
-        LOG_ERROR("ERROR: Could not load data from path: %s", qUtf8Printable(path));
-        return std::nullopt;
-    }
-    const QByteArray data = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        LOG_ERROR("ERROR: Could not load data from path: %s", qUtf8Printable(path));
-        return std::nullopt;
-    }
-    QString parseError;
-    auto root = PropertyList::read(data, &parseError);
-    if (!root) {
-        LOG_ERROR("Error reading data from file '%s', error = '%s'", qUtf8Printable(path),
-                  qUtf8Printable(parseError));
-        return std::nullopt;
-    }
+    QString failure;
+    auto root = PropertyList::readResource(name, &failure);
+    if (!root)
+        LOG_ERROR("%s", qUtf8Printable(failure));
     return root;
 }
 

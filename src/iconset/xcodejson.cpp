@@ -2,8 +2,6 @@
 
 #include <QJsonArray>
 #include <QLocale>
-#include <QStringList>
-#include <algorithm>
 #include <cmath>
 
 namespace iconfoundry {
@@ -15,73 +13,60 @@ class Writer
 public:
     explicit Writer(QByteArray& out) : out_(out) {}
 
-    bool value(const QJsonValue& v, int depth)
+    bool value(const JsonNode& v, int depth)
     {
         switch (v.type()) {
-        case QJsonValue::Null:
-        case QJsonValue::Undefined:
-            out_ += "null";
+        case JsonNode::Type::Array:
+            return array(v.elements(), depth);
+        case JsonNode::Type::Object:
+            return object(v, depth);
+        default:
+            // A default-constructed node has no text of its own.
+            out_ += v.text().isEmpty() ? QByteArrayView("null") : QByteArrayView(v.text());
             return true;
-        case QJsonValue::Bool:
-            out_ += v.toBool() ? "true" : "false";
-            return true;
-        case QJsonValue::Double:
-            return number(v);
-        case QJsonValue::String:
-            string(v.toString());
-            return true;
-        case QJsonValue::Array:
-            return array(v.toArray(), depth);
-        case QJsonValue::Object:
-            return object(v.toObject(), depth);
         }
-        return true;
     }
 
-    bool object(const QJsonObject& o, int depth)
+private:
+    bool object(const JsonNode& o, int depth)
     {
         if (depth > XcodeJSON::maxDepth)
-            return tooDeep();
-        if (o.isEmpty()) {
+            return false;
+        const auto& members = o.members();
+        if (members.empty()) {
             out_ += "{\n\n";
             indent(depth);
             out_ += '}';
             return true;
         }
-        QStringList keys = o.keys();
-        std::sort(keys.begin(), keys.end());
         out_ += "{\n";
-        for (qsizetype i = 0; i < keys.size(); ++i) {
+        for (size_t i = 0; i < members.size(); ++i) {
             indent(depth + 1);
-            string(keys[i]);
+            out_ += members[i].keyText;
             out_ += " : ";
-            if (!value(o.value(keys[i]), depth + 1))
+            if (!value(members[i].value, depth + 1))
                 return false;
-            out_ += i + 1 < keys.size() ? ",\n" : "\n";
+            out_ += i + 1 < members.size() ? ",\n" : "\n";
         }
         indent(depth);
         out_ += '}';
         return true;
     }
 
-    QString errorText;
-    int errorCode = 0;
-
-private:
-    bool array(const QJsonArray& a, int depth)
+    bool array(const std::vector<JsonNode>& a, int depth)
     {
         if (depth > XcodeJSON::maxDepth)
-            return tooDeep();
-        if (a.isEmpty()) {
+            return false;
+        if (a.empty()) {
             out_ += "[\n\n";
             indent(depth);
             out_ += ']';
             return true;
         }
         out_ += "[\n";
-        for (qsizetype i = 0; i < a.size(); ++i) {
+        for (size_t i = 0; i < a.size(); ++i) {
             indent(depth + 1);
-            if (!value(a.at(i), depth + 1))
+            if (!value(a[i], depth + 1))
                 return false;
             out_ += i + 1 < a.size() ? ",\n" : "\n";
         }
@@ -90,88 +75,100 @@ private:
         return true;
     }
 
-    bool number(const QJsonValue& v)
-    {
-        const double d = v.toDouble();
-        if (!std::isfinite(d)) {
-            errorCode = XcodeJSON::NumberNotFinite;
-            errorText = QStringLiteral("JSON cannot hold the number %1.").arg(d);
-            return false;
-        }
-        // Whole numbers that fit 64 bits are written as integers, with all their digits (integers
-        // read from a file beyond 2^53 are kept exactly).
-        if (v.toInteger(0) == v.toInteger(1)) {
-            out_ += QByteArray::number(v.toInteger());
-            return true;
-        }
-        out_ += QByteArray::number(d, 'g', QLocale::FloatingPointShortest);
-        return true;
-    }
-
-    void string(const QString& s)
-    {
-        out_ += '"';
-        const QByteArray utf8 = s.toUtf8();
-        for (char c : utf8) {
-            const auto u = static_cast<unsigned char>(c);
-            switch (c) {
-            case '"':
-                out_ += "\\\"";
-                break;
-            case '\\':
-                out_ += "\\\\";
-                break;
-            case '\b':
-                out_ += "\\b";
-                break;
-            case '\f':
-                out_ += "\\f";
-                break;
-            case '\n':
-                out_ += "\\n";
-                break;
-            case '\r':
-                out_ += "\\r";
-                break;
-            case '\t':
-                out_ += "\\t";
-                break;
-            default:
-                if (u < 0x20) {
-                    static const char hex[] = "0123456789abcdef";
-                    out_ += "\\u00";
-                    out_ += hex[u >> 4];
-                    out_ += hex[u & 0xf];
-                } else {
-                    out_ += c;
-                }
-            }
-        }
-        out_ += '"';
-    }
-
     void indent(int depth) { out_.append(2 * depth, ' '); }
-
-    bool tooDeep()
-    {
-        errorCode = XcodeJSON::TooDeep;
-        errorText = QStringLiteral("The JSON nests deeper than %1 levels.").arg(XcodeJSON::maxDepth);
-        return false;
-    }
 
     QByteArray& out_;
 };
 
+bool tooDeep(Error* error)
+{
+    Error::set(error, XcodeJSON::errorDomain, XcodeJSON::TooDeep, XcodeJSON::tooDeepDescription());
+    return false;
+}
+
+QByteArray numberText(const QJsonValue& v)
+{
+    // Whole numbers that fit 64 bits are written as integers, with all their digits.
+    if (v.toInteger(0) == v.toInteger(1))
+        return QByteArray::number(v.toInteger());
+    return QByteArray::number(v.toDouble(), 'g', QLocale::FloatingPointShortest);
+}
+
+bool makeNode(const QJsonValue& v, JsonNode& out, int depth, Error* error)
+{
+    if ((v.isArray() || v.isObject()) && depth > XcodeJSON::maxDepth)
+        return tooDeep(error);
+    switch (v.type()) {
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        out = JsonNode(JsonNode::Type::Null, QByteArrayLiteral("null"));
+        return true;
+    case QJsonValue::Bool:
+        out = JsonNode(JsonNode::Type::Bool,
+                       v.toBool() ? QByteArrayLiteral("true") : QByteArrayLiteral("false"));
+        return true;
+    case QJsonValue::Double:
+        if (!std::isfinite(v.toDouble())) {
+            Error::set(error, XcodeJSON::errorDomain, XcodeJSON::NumberNotFinite,
+                       QStringLiteral("JSON cannot hold the number %1.").arg(v.toDouble()));
+            return false;
+        }
+        out = JsonNode(JsonNode::Type::Number, numberText(v));
+        return true;
+    case QJsonValue::String:
+        out = JsonNode::fromString(v.toString());
+        return true;
+    case QJsonValue::Array: {
+        JsonNode array(JsonNode::Type::Array);
+        const QJsonArray elements = v.toArray();
+        array.elements().resize(size_t(elements.size()));
+        for (qsizetype i = 0; i < elements.size(); ++i) {
+            if (!makeNode(elements.at(i), array.elements()[size_t(i)], depth + 1, error))
+                return false;
+        }
+        out = std::move(array);
+        return true;
+    }
+    case QJsonValue::Object: {
+        JsonNode object(JsonNode::Type::Object);
+        const QJsonObject members = v.toObject();
+        for (auto it = members.begin(); it != members.end(); ++it) {
+            JsonNode member;
+            if (!makeNode(it.value(), member, depth + 1, error))
+                return false;
+            object.insert(it.key(), std::move(member));
+        }
+        out = std::move(object);
+        return true;
+    }
+    }
+    return true;
+}
+
 } // namespace
+
+QString XcodeJSON::tooDeepDescription()
+{
+    return QStringLiteral("The JSON nests deeper than %1 levels.").arg(maxDepth);
+}
+
+bool XcodeJSON::toNode(const QJsonValue& value, JsonNode& out, Error* error)
+{
+    return makeNode(value, out, 0, error);
+}
 
 bool XcodeJSON::serialize(const QJsonObject& root, QByteArray& out, Error* error)
 {
+    JsonNode node;
+    return toNode(root, node, error) && serialize(node, out, error);
+}
+
+bool XcodeJSON::serialize(const JsonNode& root, QByteArray& out, Error* error)
+{
     QByteArray text;
     Writer writer(text);
-    if (!writer.object(root, 0)) {
-        Error::set(error, errorDomain, writer.errorCode, writer.errorText);
-        return false;
-    }
+    if (!writer.value(root, 0))
+        return tooDeep(error);
     text += '\n';
     out = std::move(text);
     return true;

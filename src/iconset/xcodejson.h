@@ -1,5 +1,6 @@
 #pragma once
 
+#include "iconset/jsonnode.h"
 #include "platform/error.h"
 
 #include <QByteArray>
@@ -22,14 +23,23 @@ namespace iconfoundry {
 //    that reads back to the same double.
 // 6. The text ends with one line feed.
 //
+// Rules 4 and 5 are how new values are spelled (toNode()). A JsonNode read from a file keeps its
+// own spelling of every key and scalar, and only rules 1 to 3 and 6 apply to it.
+//
 // Stateless and thread-safe.
 class XcodeJSON
 {
 public:
     // Refuses values JSON cannot express (NaN, infinities) and nesting deeper than maxDepth.
     static bool serialize(const QJsonObject& root, QByteArray& out, Error* error = nullptr);
+    // Refuses nesting deeper than maxDepth.
+    static bool serialize(const JsonNode& root, QByteArray& out, Error* error = nullptr);
+    // value spelled by rules 4 and 5; refuses what serialize(QJsonObject) refuses.
+    static bool toNode(const QJsonValue& value, JsonNode& out, Error* error = nullptr);
 
     static constexpr int maxDepth = 256;
+    // The description of the TooDeep error.
+    static QString tooDeepDescription();
     static inline const QString errorDomain = QStringLiteral("XcodeJSON");
     enum ErrorCode
     {

@@ -4,89 +4,73 @@
 
 #include <QAbstractButton>
 #include <QBoxLayout>
+#include <QButtonGroup>
 #include <QCheckBox>
 #include <QWidget>
 
 namespace iconfoundry {
 
-namespace {
-
-std::optional<qint64> tagOf(const QObject* object)
+CategorySelection::CategorySelection(QWidget* container)
+    : container_(container), group_(new QButtonGroup(container))
 {
-    const QVariant tag = object->property(CategorySelection::TagProperty);
-    bool ok = false;
-    const qint64 value = tag.toLongLong(&ok);
-    return tag.isValid() && ok ? std::optional(value) : std::nullopt;
+    group_->setExclusive(false);
 }
 
-} // namespace
-
-void CategorySelection::buildCheckboxes(QWidget* container, const QList<ImageCategory>& categories,
-                                        const QList<qint64>& ticked)
+void CategorySelection::buildCheckboxes(const QList<ImageCategory>& categories, const QList<qint64>& ticked)
 {
-    auto* layout = qobject_cast<QBoxLayout*>(container->layout());
+    if (!container_ || !group_)
+        return;
+    auto* layout = qobject_cast<QBoxLayout*>(container_->layout());
     if (!layout)
         return;
-    const QList<QCheckBox*> old = container->findChildren<QCheckBox*>(Qt::FindDirectChildrenOnly);
-    for (QCheckBox* box : old) {
-        if (tagOf(box))
-            delete box;
-    }
+    const QList<QAbstractButton*> old = group_->buttons();
+    for (QAbstractButton* box : old)
+        delete box; // leaves the group as it goes
     int position = 0;
     for (const ImageCategory& category : categories) {
         if (category.categoryId() < FirstTag || category.categoryId() > LastTag)
-            continue; // not a catalogue id; it could never be found again by its tag
+            continue; // not a catalogue id; it could never be found again by its id
         auto* box =
-            new QCheckBox(category.name().value_or(QString::number(category.categoryId())), container);
+            new QCheckBox(category.name().value_or(QString::number(category.categoryId())), container_);
         box->setObjectName(QStringLiteral("categoryCheckbox%1").arg(category.categoryId()));
-        box->setProperty(TagProperty, category.categoryId());
         box->setChecked(ticked.contains(category.categoryId()));
+        group_->addButton(box, int(category.categoryId()));
         layout->insertWidget(position++, box);
     }
 }
 
-QAbstractButton* CategorySelection::buttonWithTag(const QWidget* root, qint64 tag)
+QAbstractButton* CategorySelection::buttonWithTag(qint64 tag) const
 {
-    if (!root)
+    if (!group_ || tag < FirstTag || tag > LastTag)
         return nullptr;
-    const QList<QAbstractButton*> buttons = root->findChildren<QAbstractButton*>();
-    for (QAbstractButton* button : buttons) {
-        if (tagOf(button) == tag)
-            return button;
-    }
-    return nullptr;
+    return group_->button(int(tag));
 }
 
-QList<ImageCategory> CategorySelection::selectedImageCategories(const QWidget* root,
-                                                                const QList<ImageCategory>& catalogue)
+QList<ImageCategory> CategorySelection::selectedImageCategories(const QList<ImageCategory>& catalogue) const
 {
     QList<ImageCategory> selected;
     for (const ImageCategory& category : catalogue) {
-        const QAbstractButton* button = buttonWithTag(root, category.categoryId());
+        const QAbstractButton* button = buttonWithTag(category.categoryId());
         if (button && button->isChecked())
             selected.append(category);
     }
     return selected;
 }
 
-void CategorySelection::setSelectedImageCategories(const QWidget* root,
-                                                   const QList<ImageCategory>& categories)
+void CategorySelection::setSelectedImageCategories(const QList<ImageCategory>& categories)
 {
-    if (!root)
+    if (!group_)
         return;
-    const QList<QAbstractButton*> buttons = root->findChildren<QAbstractButton*>();
-    for (QAbstractButton* button : buttons) {
-        const std::optional<qint64> tag = tagOf(button);
-        if (tag && *tag >= FirstTag && *tag <= LastTag)
-            button->setChecked(false);
-    }
+    const QList<QAbstractButton*> buttons = group_->buttons();
+    for (QAbstractButton* button : buttons)
+        button->setChecked(false);
     for (const ImageCategory& category : categories) {
-        if (QAbstractButton* button = buttonWithTag(root, category.categoryId()))
+        if (QAbstractButton* button = buttonWithTag(category.categoryId()))
             button->setChecked(true);
     }
 }
 
-bool CategorySelection::restore(const QWidget* root, const Defaults& defaults)
+bool CategorySelection::restore(const Defaults& defaults)
 {
     const std::optional<QByteArray> stored = defaults.selectedImageCategories();
     if (!stored)
@@ -94,13 +78,13 @@ bool CategorySelection::restore(const QWidget* root, const Defaults& defaults)
     const std::optional<QList<ImageCategory>> categories = ImageCategory::unarchive(*stored);
     if (!categories)
         return false;
-    setSelectedImageCategories(root, *categories);
+    setSelectedImageCategories(*categories);
     return true;
 }
 
-bool CategorySelection::save(const QWidget* root, const QList<ImageCategory>& catalogue, Defaults& defaults)
+bool CategorySelection::save(const QList<ImageCategory>& catalogue, Defaults& defaults) const
 {
-    const QByteArray archive = ImageCategory::archive(selectedImageCategories(root, catalogue));
+    const QByteArray archive = ImageCategory::archive(selectedImageCategories(catalogue));
     if (archive.isEmpty())
         return false;
     defaults.setSelectedImageCategories(archive);

@@ -2,18 +2,17 @@
 
 #include "iconset/defaultcategories.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/imagesuitability.h"
+#include "iconset/sourceimagenotificationcenter.h"
 #include "logging/log.h"
 #include "mainwindow/categoryselection.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/pasteboardreader.h"
 #include "mainwindow/recentdocumentsmenu.h"
 #include "mainwindow/sourcefilewatch.h"
-#include "platform/alerts.h"
+#include "ui/alerts.h"
 #include "platform/defaults.h"
-#include "platform/notificationcenter.h"
-#include "platform/notificationcenterconstants.h"
-#include "platform/panels.h"
-#include "platform/textkeys.h"
+#include "ui/panels.h"
 #include "platform/texts.h"
 #include "ui_mainwindowcontroller.h"
 
@@ -29,10 +28,6 @@ namespace iconfoundry {
 
 namespace {
 
-// Landscape 4:3 is let through without asking: the messages icons are cut from art of that shape.
-constexpr double kLandscapeFourThree = 4.0 / 3.0;
-constexpr int kMinimumPixelWidth = 1024;
-constexpr int kMinimumPixelHeight = 768;
 constexpr int kStatusMessageMilliseconds = 5000;
 
 QString urlText(const QUrl& url)
@@ -82,6 +77,8 @@ MainWindowController::~MainWindowController() = default;
 QMainWindow* MainWindowController::window()
 {
     if (!window_) {
+        // The layout's texts are looked up while it is built.
+        Texts::installTranslations();
         window_ = std::make_unique<QMainWindow>();
         ui_ = std::make_unique<Ui::MainWindowController>();
         ui_->setupUi(window_.get());
@@ -100,8 +97,6 @@ void MainWindowController::showWindow()
 
 void MainWindowController::windowDidLoad()
 {
-    TextKeys::apply(window_.get());
-
     scaleFont(ui_->instructions1TextField, 1.6, QFont::DemiBold);
     makeSecondary(ui_->instructions2TextField);
     scaleFont(ui_->categoriesTitleLabel, 1.0, QFont::DemiBold);
@@ -169,12 +164,13 @@ void MainWindowController::setImageProcessor(ImageProcessor* processor)
 
 void MainWindowController::rebuildCategoryCheckboxes()
 {
+    if (!categorySelection_)
+        categorySelection_ = std::make_unique<CategorySelection>(ui_->categoriesContainer);
     if (!imageProcessor_) {
-        CategorySelection::buildCheckboxes(ui_->categoriesContainer, {}, {});
+        categorySelection_->buildCheckboxes({}, {});
         return;
     }
-    CategorySelection::buildCheckboxes(ui_->categoriesContainer, imageProcessor_->allImageCategories(),
-                                       DefaultCategories::ids());
+    categorySelection_->buildCheckboxes(imageProcessor_->allImageCategories(), DefaultCategories::ids());
 }
 
 // MARK: - Source image
@@ -205,45 +201,62 @@ void MainWindowController::setSourceImage(const ImagePtr& image)
 {
     LOG_INFO("setSourceImage");
 
-    if (isImageSizeProper(image)) {
-        sourceImage_ = image;
-        QMetaObject::invokeMethod(this, &MainWindowController::refreshView, Qt::QueuedConnection);
-        NotificationCenter::defaultCenter().post(QString::fromLatin1(NewSourceImageNotification), image,
-                                                 this);
-    } else if (window_) {
-        ui_->imageView->setImage(sourceImage_);
-    }
+    // A newer image supersedes a check still waiting for the user: only the latest request may
+    // install its image, whatever order the answers come in.
+    const quint64 request = ++imageRequest_;
+    QPointer<MainWindowController> self(this);
+    isImageSizeProper(image, [self, image, request](bool proper) {
+        if (!self || request != self->imageRequest_)
+            return;
+        if (proper) {
+            self->sourceImage_ = image;
+            QMetaObject::invokeMethod(self, &MainWindowController::refreshView, Qt::QueuedConnection);
+            SourceImageNotificationCenter::defaultCenter().post(image);
+        } else if (self->window_) {
+            self->ui_->imageView->setImage(self->sourceImage_);
+        }
+    });
 }
 
-bool MainWindowController::isImageSizeProper(const ImagePtr& image)
+void MainWindowController::isImageSizeProper(const ImagePtr& image, std::function<void(bool)> completion)
 {
-    if (!image)
-        return true;
-
-    const QSizeF size = image->size();
-    if (size.width() != size.height() && size.width() / size.height() != kLandscapeFourThree) {
-        Alert alert;
-        alert.style = Alert::Style::Warning;
-        alert.messageText = Texts::text("OpenImage.ImageNotSquare.MessageText");
-        alert.informativeText = Texts::text("OpenImage.ImageNotSquare.InformativeText");
-        alert.buttonTitles = {Texts::text("Button.UseAnyway"), Texts::text("Button.Cancel")};
-        if (runModalAlert(alert) == Alert::SecondButtonReturn)
-            return false;
+    if (!image) {
+        completion(true);
+        return;
     }
 
-    // A vector source is drawn afresh at every icon's pixel size, so its nominal pixel size says
-    // nothing about the quality of the result: only bitmaps are asked about.
-    const QSize pixels = image->pixelSize();
-    if (!image->hasVector() && (pixels.height() < kMinimumPixelHeight || pixels.width() < kMinimumPixelWidth)) {
+    // The next question, asked only after the shape was accepted.
+    auto askSize = [image, completion]() {
+        if (ImageSuitability::isLargeEnough(*image)) {
+            completion(true);
+            return;
+        }
+        const QSize pixels = image->pixelSize();
         Alert alert;
         alert.style = Alert::Style::Warning;
         alert.messageText = Texts::text("OpenImage.ImageTooSmall.MessageText");
         alert.informativeText =
             Texts::text("OpenImage.ImageTooSmall.InformativeText").arg(pixels.width()).arg(pixels.height());
         alert.buttonTitles = {Texts::text("Button.UseAnyway"), Texts::text("Button.Cancel")};
-        return runModalAlert(alert) != Alert::SecondButtonReturn;
+        beginAlert(alert, [completion](int response, const Alert&) {
+            completion(response != Alert::SecondButtonReturn);
+        });
+    };
+    if (ImageSuitability::hasProperShape(*image)) {
+        askSize();
+        return;
     }
-    return true;
+    Alert alert;
+    alert.style = Alert::Style::Warning;
+    alert.messageText = Texts::text("OpenImage.ImageNotSquare.MessageText");
+    alert.informativeText = Texts::text("OpenImage.ImageNotSquare.InformativeText");
+    alert.buttonTitles = {Texts::text("Button.UseAnyway"), Texts::text("Button.Cancel")};
+    beginAlert(alert, [askSize, completion](int response, const Alert&) {
+        if (response == Alert::SecondButtonReturn)
+            completion(false);
+        else
+            askSize();
+    });
 }
 
 void MainWindowController::clearImage()
@@ -335,24 +348,28 @@ QList<ImageCategory> MainWindowController::selectedImageCategories()
 {
     if (!imageProcessor_)
         return {};
-    return CategorySelection::selectedImageCategories(window(), imageProcessor_->allImageCategories());
+    window();
+    return categorySelection_->selectedImageCategories(imageProcessor_->allImageCategories());
 }
 
 void MainWindowController::setSelectedImageCategores(const QList<ImageCategory>& categories)
 {
-    CategorySelection::setSelectedImageCategories(window(), categories);
+    window();
+    categorySelection_->setSelectedImageCategories(categories);
 }
 
 void MainWindowController::restoreImageCategoryCheckboxState()
 {
-    CategorySelection::restore(window(), defaults_);
+    window();
+    categorySelection_->restore(defaults_);
 }
 
 void MainWindowController::saveImageCategoryCheckboxState()
 {
     if (!imageProcessor_)
         return;
-    if (!CategorySelection::save(window(), imageProcessor_->allImageCategories(), defaults_))
+    window();
+    if (!categorySelection_->save(imageProcessor_->allImageCategories(), defaults_))
         LOG_ERROR("Could not store the selected image categories in '%s'",
                   qUtf8Printable(defaults_.fileName()));
 }

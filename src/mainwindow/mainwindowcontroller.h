@@ -7,6 +7,7 @@
 #include <QList>
 #include <QObject>
 #include <QUrl>
+#include <functional>
 #include <memory>
 
 class QAction;
@@ -20,6 +21,7 @@ class MainWindowController;
 
 namespace iconfoundry {
 
+class CategorySelection;
 class ContentsJSONProcessor;
 class Defaults;
 class DragDropImageView;
@@ -73,12 +75,14 @@ public:
     // monitorFileForChanges(). True when the file decoded, even when the user then refused the
     // image. A file that does not decode changes nothing and is logged with the reason.
     bool loadImageWithContentsOfURL(const QUrl& url);
-    // Keeps image when isImageSizeProper() accepts it, posts NewSourceImageNotification and
-    // refreshes the view later; a refused image leaves everything as it was.
+    // Keeps image once isImageSizeProper() accepts it, posts NewSourceImageNotification and
+    // refreshes the view later; a refused image leaves everything as it was. The questions are
+    // answered later: a newer call made meanwhile wins, and the older answer is ignored.
     void setSourceImage(const ImagePtr& image) override;
-    // Asks about a shape that is neither square nor 4:3 landscape, then about fewer than
-    // 1024 x 768 pixels. False when the user cancels either question.
-    bool isImageSizeProper(const ImagePtr& image);
+    // Asks about a shape that is neither square nor 4:3 landscape (in pixels), then about fewer
+    // than 1024 x 768 pixels; completion gets false when the user cancels either question. Returns
+    // at once; completion runs at once when nothing needs asking.
+    void isImageSizeProper(const ImagePtr& image, std::function<void(bool)> completion);
     void clearImage();
     void newDocument();
     bool hasImage() const { return sourceImage_ != nullptr; }
@@ -142,11 +146,14 @@ private:
     QUrl currentImageFileURL_;
     QUrl xcodeIconSetURL_;
     ImagePtr sourceImage_;
+    // Counts setSourceImage() calls, so that only the latest one installs its image.
+    quint64 imageRequest_ = 0;
 
     std::unique_ptr<Ui::MainWindowController> ui_;
     std::unique_ptr<QMainWindow> window_;
     std::unique_ptr<SourceFileWatch> fileWatch_;
     std::unique_ptr<RecentDocumentsMenu> recentDocumentsMenu_;
+    std::unique_ptr<CategorySelection> categorySelection_;
 };
 
 } // namespace iconfoundry

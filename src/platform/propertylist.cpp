@@ -1,6 +1,9 @@
 #include "platform/propertylist.h"
 
+#include "platform/bundle.h"
+
 #include <QDateTime>
+#include <QFile>
 #include <QRegularExpression>
 #include <QTimeZone>
 #include <QVariantList>
@@ -556,6 +559,29 @@ std::optional<QVariant> PropertyList::read(const QByteArray& data, QString* erro
         return std::nullopt;
     }
     return convert(root, 0, errorDescription);
+}
+
+std::optional<QVariant> PropertyList::readResource(const QString& name, QString* failure)
+{
+    const QString path = Bundle::pathForResource(name, QStringLiteral("plist"));
+    if (path.isEmpty()) {
+        fail(failure, QStringLiteral("ERROR: File not found in bundle: %1.plist").arg(name));
+        return std::nullopt;
+    }
+    QFile file(path);
+    QByteArray data;
+    if (file.open(QIODevice::ReadOnly) && file.size() <= kMaximumSize)
+        data = file.readAll();
+    if (!file.isOpen() || file.size() > kMaximumSize || file.error() != QFileDevice::NoError) {
+        fail(failure, QStringLiteral("ERROR: Could not load data from path: %1").arg(path));
+        return std::nullopt;
+    }
+    QString parseError;
+    auto root = read(data, &parseError);
+    if (!root)
+        fail(failure,
+             QStringLiteral("Error reading data from file '%1', error = '%2'").arg(path, parseError));
+    return root;
 }
 
 } // namespace iconfoundry

@@ -21,6 +21,14 @@ class PropertyList
 public:
     static std::optional<QVariant> read(const QByteArray& data, QString* errorDescription = nullptr);
 
+    // The root of the bundle's resource NAME.plist. When there is none, failure receives the line
+    // that callers log for it, one of:
+    //   "ERROR: File not found in bundle: NAME.plist"
+    //   "ERROR: Could not load data from path: PATH"
+    //   "Error reading data from file 'PATH', error = 'DESCRIPTION'"
+    // Every resource reader logs the same lines, so a broken bundle reads the same in every log.
+    static std::optional<QVariant> readResource(const QString& name, QString* failure = nullptr);
+
     static constexpr int kMaximumDepth = 512;
     static constexpr qsizetype kMaximumSize = 64 * 1024 * 1024;
 };

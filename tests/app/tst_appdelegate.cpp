@@ -9,8 +9,7 @@
 #include "mainwindow/helper_scriptedalerts.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/defaults.h"
-#include "platform/notificationcenter.h"
-#include "platform/notificationcenterconstants.h"
+#include "iconset/sourceimagenotificationcenter.h"
 
 #include <QApplication>
 #include <QFileOpenEvent>
@@ -86,9 +85,8 @@ void TestAppDelegate::cleanupTestCase()
         // After termination the delegate no longer follows the source image.
         const ImagePtr kept = delegate_->sourceImage();
         delegate_->applicationWillTerminate();
-        NotificationCenter::defaultCenter().post(QString::fromLatin1(NewSourceImageNotification),
-                                                 Image::fromQImage(QImage(4, 4, QImage::Format_ARGB32)),
-                                                 nullptr);
+        SourceImageNotificationCenter::defaultCenter().post(
+            Image::fromQImage(QImage(4, 4, QImage::Format_ARGB32)));
         QCOMPARE(delegate_->sourceImage(), kept);
     }
     delegate_.reset();
@@ -184,7 +182,8 @@ void TestAppDelegate::opensFiles_data()
         << "desktop" << QStringLiteral("not-an-image.png") << false;
     QTest::newRow("argument after an option") << "argument" << QStringLiteral("argument.png") << true;
     QTest::newRow("missing argument") << "argument" << QStringLiteral("nope.png") << false;
-    QTest::newRow("no file argument: the bundled sample") << "argument" << QString() << true;
+    // With no file named the window stays as it is: empty on a first start.
+    QTest::newRow("no file argument: nothing opened") << "argument" << QString() << false;
 }
 
 void TestAppDelegate::opensFiles()

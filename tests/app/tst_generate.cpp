@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/stat.h>
 
 namespace {
 
@@ -28,8 +29,11 @@ QMap<QString, QByteArray> snapshot(const QString& root)
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
         QFile file(it.next());
+        // Only regular files are opened: opening a named pipe would wait for a writer.
         entries.insert(QDir(root).relativeFilePath(file.fileName()),
-                       file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not a readable file"));
+                       QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly)
+                           ? file.readAll()
+                           : QByteArray("not a readable file"));
     }
     return entries;
 }
@@ -57,6 +61,8 @@ private slots:
     void svgWithoutDisplay();
     void badInput_data();
     void badInput();
+    void warnsAboutTheSource_data();
+    void warnsAboutTheSource();
 
 private:
     QTemporaryDir inputs_;
@@ -224,7 +230,8 @@ void TestGenerate::badInput_data()
     // Split at spaces; {src} the source, {text} a text file, {dir} the folder.
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("setup"); // "NAME=FIXTURE": a copy of FIXTURE in the folder; "NAME/": a folder
+    // "NAME=FIXTURE": a copy of FIXTURE in the folder; "NAME/": a folder; "NAME|": a named pipe
+    QTest::addColumn<QString>("setup");
     QTest::addColumn<QString>("message");
 
     QTest::newRow("no source") << "--out {dir}" << 2 << QString() << "no source image";
@@ -257,6 +264,12 @@ void TestGenerate::badInput_data()
     QTest::newRow("non-UTF-8 Contents.json")
         << "{src} --xcode {dir}" << 7 << "Contents.json=contents-latin1-filename.json"
         << "not UTF-8";
+    QTest::newRow("Contents.json with two images lists")
+        << "{src} --xcode {dir} --force" << 7 << "Contents.json=contents-duplicate-images-key.json"
+        << "the key \"images\" twice";
+    // Refused at once: nobody ever writes into the pipe.
+    QTest::newRow("Contents.json is a named pipe") << "{src} --xcode {dir} --force" << 7 << "Contents.json|"
+                                                   << "is a named pipe";
     QTest::newRow("existing file without --force")
         << "{src} --out {dir} -c 121" << 8 << "AppIcon-1024.png=blue-20x10-no-dpi.png"
         << "AppIcon-1024.png";
@@ -280,6 +293,8 @@ void TestGenerate::badInput()
     const QString target = dir.filePath(setup.section(QLatin1Char('='), 0, 0));
     if (setup.endsWith(QLatin1Char('/')))
         QVERIFY(QDir().mkpath(target));
+    else if (setup.endsWith(QLatin1Char('|')))
+        QCOMPARE(::mkfifo(QFile::encodeName(target.chopped(1)).constData(), 0600), 0);
     else if (!setup.isEmpty())
         QVERIFY(QFile::copy(testData(setup.section(QLatin1Char('='), 1)), target));
     const QMap<QString, QByteArray> before = snapshot(dir.path());
@@ -308,6 +323,68 @@ void TestGenerate::badInput()
         }
         QCOMPARE(snapshot(dir.path()), before);
     }
+}
+
+// The window's two questions become warnings: the icons are still written, into a folder that
+// --out makes when it is missing.
+void TestGenerate::warnsAboutTheSource_data()
+{
+    QTest::addColumn<QSize>("pixels");
+    QTest::addColumn<bool>("vector");
+    QTest::addColumn<QStringList>("warnings"); // a phrase of each warning, in order
+
+    const QString shape = QStringLiteral("neither square nor 4:3"), small = QStringLiteral("only");
+    QTest::newRow("1024 square") << QSize(1024, 1024) << false << QStringList{};
+    QTest::newRow("1024 x 768 landscape") << QSize(1024, 768) << false << QStringList{};
+    QTest::newRow("1200 x 800 is stretched") << QSize(1200, 800) << false << QStringList{shape};
+    QTest::newRow("100 square is blown up") << QSize(100, 100) << false << QStringList{small};
+    QTest::newRow("768 x 1024 portrait: both") << QSize(768, 1024) << false << QStringList{shape, small};
+    QTest::newRow("SVG of 64 px is drawn at every size") << QSize(64, 64) << true << QStringList{};
+    QTest::newRow("SVG 300 x 100 is stretched") << QSize(300, 100) << true << QStringList{shape};
+}
+
+void TestGenerate::warnsAboutTheSource()
+{
+    QFETCH(QSize, pixels);
+    QFETCH(bool, vector);
+    QFETCH(QStringList, warnings);
+
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    QString source;
+    if (vector) {
+        source = dir.filePath(QStringLiteral("art.svg"));
+        QFile file(source);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QStringLiteral("<svg xmlns='http://www.w3.org/2000/svg' width='%1' height='%2'>"
+                                  "<rect width='%1' height='%2' fill='#2040c0'/></svg>")
+                       .arg(pixels.width())
+                       .arg(pixels.height())
+                       .toUtf8());
+    } else {
+        source = dir.filePath(QStringLiteral("art.png"));
+        QImage image(pixels, QImage::Format_ARGB32);
+        image.fill(QColor(20, 60, 200));
+        QVERIFY(image.save(source));
+    }
+    const QString out = dir.filePath(QStringLiteral("made/for/icons"));
+
+    Run run = runIconFoundry({"generate", source, "--out", out, "-c", "121"});
+    QCOMPARE(run.exitCode, 0);
+    const QStringList lines = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), warnings.size());
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        QVERIFY2(lines[i].startsWith(QStringLiteral("iconfoundry generate: warning: ")), qPrintable(lines[i]));
+        QVERIFY2(lines[i].contains(warnings[i]), qPrintable(lines[i]));
+    }
+    QCOMPARE(QImage(QDir(out).filePath(QStringLiteral("AppIcon-1024.png"))).size(), QSize(1024, 1024));
+
+    // Quiet says nothing; the report still lists the warnings.
+    run = runIconFoundry({"generate", source, "--out", out, "-c", "121", "--force", "--quiet", "--json"});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.err, QString());
+    QCOMPARE(QJsonDocument::fromJson(run.out.toUtf8()).object().value("warnings").toArray().size(),
+             warnings.size());
 }
 
 QTEST_GUILESS_MAIN(TestGenerate)

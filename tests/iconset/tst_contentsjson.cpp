@@ -1,12 +1,14 @@
 #include "helper_iconset.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/imageprocessor.h"
+#include "iconset/jsonreader.h"
 #include "iconset/xcodejson.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/stat.h>
 
 using namespace iconfoundry;
 
@@ -39,8 +41,10 @@ const QByteArray xcodeInfo = "  \"info\" : {\n    \"author\" : \"xcode\",\n    \
 // contents-other-idioms-unknown-keys.json after saving category 101 into it.
 const QList<QByteArray> otherIdiomsMerged{
     entry("filename=mac-16.png idiom=mac scale=1x size=16x16"),
-    iphone60x2,
-    "    {\n      \"idiom\" : \"watch\",\n      \"note\" : \"caf\xc3\xa9 \\\"quoted\\\"\\n/path\",\n"
+    "    {\n      \"appearances\" : [\n        {\n          \"appearance\" : \"luminosity\",\n"
+    "          \"value\" : \"dark\"\n        }\n      ],\n" +
+        iphone60x2.mid(6),
+    "    {\n      \"idiom\" : \"watch\",\n      \"note\" : \"caf\\u00e9 \\\"quoted\\\"\\n/path\",\n"
     "      \"role\" : \"notificationCenter\",\n      \"scale\" : \"2x\",\n      \"size\" : \"24x24\",\n"
     "      \"subtype\" : \"38mm\"\n    }",
     entry("filename=capitalised-idiom.png idiom=iPhone scale=2x size=60x60"),
@@ -114,7 +118,7 @@ private slots:
             << "contents-slots-held-by-other-files.json" << QStringList{"101"}
             << contents({iphone20, iphone60x3, iphone60x2,
                          entry("filename=Icon-167.png idiom=ipad scale=2x size=83.5x83.5")});
-        QTest::newRow("other idioms, unknown keys and foreign info kept, replaced entry loses its extras")
+        QTest::newRow("other idioms, unknown keys and foreign info kept, an updated entry keeps its own")
             << "contents-other-idioms-unknown-keys.json" << QStringList{"101"}
             << contents(otherIdiomsMerged, otherIdiomsTail);
         QTest::newRow("existing file without info keeps none")
@@ -182,6 +186,8 @@ private slots:
             << "contents-duplicate-slot.json" << QStringList{"AppIcon-60@2x.png"} << "101";
         QTest::newRow("unparsable file: nothing to ask")
             << "contents-truncated.json" << QStringList() << "101";
+        QTest::newRow("escaped idiom compared by its text, beside lone surrogates")
+            << "contents-hostile-unknown-values.json" << QStringList{"AppIcon-60@2x.png"} << "101";
         QTest::newRow("no categories") << heldByOthers << QStringList() << "";
     }
 
@@ -225,7 +231,22 @@ private slots:
         // The Latin-1 byte 0xF4 sits at offset 45 of the fixture.
         QTest::newRow("Latin-1 file name")
             << "contents-latin1-filename.json" << int(Code::FileNotUTF8) << "offset 45";
+        // Keeping either value would silently lose the other.
+        QTest::newRow("two images lists")
+            << R"({"images":[],"images":[{"idiom":"iphone","scale":"2x","size":"60x60"}]})"
+            << int(Code::DuplicateKey) << R"(the key "images" twice in one object (the second at offset 13))";
+        QTest::newRow("a key twice in an entry")
+            << R"({"images":[{"idiom":"iphone","idiom":"ipad"}]})" << int(Code::DuplicateKey)
+            << R"(the key "idiom" twice in one object (the second at offset 29))";
+        QTest::newRow("one key spelled two ways in an unknown object")
+            << u"{\"x\":{\"caf\\u00e9\":1,\"caf\u00e9\":2}}"_s << int(Code::DuplicateKey)
+            << "the key \"caf\\u00e9\" twice in one object (the second at offset 20)";
         QTest::newRow("50 MB") << "50MB" << int(Code::FileTooLarge) << "52428800 bytes";
+        // Looked at, never opened: opening a pipe would wait for a writer.
+        QTest::newRow("Contents.json is a named pipe")
+            << "fifo" << int(Code::FileUnreadable) << "is a named pipe, not a file.";
+        QTest::newRow("Contents.json links to a device")
+            << "device" << int(Code::FileUnreadable) << "is a device, not a file.";
         QTest::newRow("Contents.json is a folder") << "json-folder" << int(Code::FileUnreadable) << QString();
         QTest::newRow("folder is a file") << "file" << int(Code::FolderIsFile) << QString();
         QTest::newRow("folder missing") << "missing" << int(Code::FolderMissing) << QString();
@@ -241,28 +262,12 @@ private slots:
         QFETCH(QString, detail);
         // The codes before FolderMissing are about reading the existing file, the others about saving.
         const bool reading = code < ContentsJSONProcessor::FolderMissing;
-        const QString parent = folderWith(setup.endsWith(".json") ? setup : QString());
-        const QString folder = setup == "proc" ? u"/proc/self"_s
-                               : QStringList{"file", "missing", "json-folder"}.contains(setup)
-                                   ? parent + u"/AppIcon.appiconset"_s
-                                   : parent;
-        const QString jsonPath = folder + u"/Contents.json"_s;
-        if (setup == "50MB") { // only the size is wrong with it
-            QFile file(jsonPath);
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"images\":[]}") == 13);
-            QVERIFY(file.write(QByteArray(50 * 1024 * 1024 - 13, ' ')) == 50 * 1024 * 1024 - 13);
-        } else if (setup == "json-folder") {
-            QVERIFY(QDir().mkpath(jsonPath));
-        } else if (setup == "file") {
-            QVERIFY(QFile(folder).open(QIODevice::WriteOnly));
-        } else if (setup == "proc" && !QFileInfo(folder).isDir()) {
+        QString parent;
+        const QString folder = prepare(setup, &parent);
+        if (folder.isEmpty())
             QSKIP("needs /proc");
-        }
-        auto snapshot = [&] {
-            return QStringList{entriesIn(parent).join('/'), QString::number(qHash(readFile(jsonPath))),
-                               QFileInfo(jsonPath).lastModified().toString(Qt::ISODateWithMs),
-                               QString::number(QFileInfo(folder).size())};
-        };
+        const QString jsonPath = folder + u"/Contents.json"_s;
+        auto snapshot = [&] { return this->snapshot(parent, jsonPath); };
         const QStringList before = snapshot();
 
         Error error;
@@ -289,6 +294,126 @@ private slots:
         QCOMPARE(snapshot(), before); // nothing written
     }
 
+    // Categories that name no size write nothing and fail; only a file that was read and found
+    // broken is worth an error then, not a path where no file can be read.
+    void nothingToWrite_data()
+    {
+        using Code = ContentsJSONProcessor::ErrorCode;
+        QTest::addColumn<QString>("setup"); // as in refusesBadInput
+        QTest::addColumn<QString>("categoryIds");
+        QTest::addColumn<int>("code"); // 0: no error
+
+        QTest::newRow("missing folder") << "missing"
+                                        << "599" << 0;
+        QTest::newRow("folder is a file") << "file"
+                                          << "" << 0;
+        QTest::newRow("Contents.json is a folder") << "json-folder"
+                                                   << "599" << 0;
+        QTest::newRow("Contents.json is a named pipe") << "fifo"
+                                                       << "" << 0;
+        QTest::newRow("truncated file") << "contents-truncated.json"
+                                        << "599" << int(Code::FileNotJSON);
+        QTest::newRow("two images lists") << R"({"images":[],"images":[]})"
+                                          << "" << int(Code::DuplicateKey);
+    }
+
+    void nothingToWrite()
+    {
+        QFETCH(QString, setup);
+        QFETCH(QString, categoryIds);
+        QFETCH(int, code);
+        QString parent;
+        const QString folder = prepare(setup, &parent);
+        const QString jsonPath = folder + u"/Contents.json"_s;
+        const QStringList before = snapshot(parent, jsonPath);
+
+        Error error;
+        QVERIFY(!processor_.saveJSONforCategories(categories(categoryIds), folder, &error));
+        QCOMPARE(error.code, code);
+        const QStringList logged =
+            logger_->texts(LogFlagError, "ContentsJSONProcessor::saveJSONforCategories");
+        QCOMPARE(logged.size(), code ? 1 : 0);
+        if (code)
+            QCOMPARE(logged.first(), u"Error reading existing JSON file '%1' : %2"_s.arg(
+                                         jsonPath, error.localizedDescription));
+        QCOMPARE(snapshot(parent, jsonPath), before);
+    }
+
+    // What the merge does not own goes back out exactly as it was written; in a file in Xcode's
+    // layout only the lines of the slots it fills change.
+    void keepsWhatItDoesNotOwn_data()
+    {
+        QTest::addColumn<QString>("existing");
+        QTest::addColumn<QString>("categoryIds");
+        QTest::addColumn<QByteArrayList>("kept");    // spellings the merged file still holds
+        QTest::addColumn<QByteArrayList>("changes"); // before, after, ...: the original's only changes
+
+        // Numbers a double cannot hold or would spell differently, escapes of every kind, half
+        // surrogate pairs, a key with an escape, raw non-ASCII.
+        const QByteArrayList hostile{
+            "\"big\" : 12345678901234567890,",
+            "\"x-order\" : 12345678901234567890\n",
+            "\"negative zero\" : -0.0,",
+            "\"zero\" : -0\n",
+            "      1e27,\n      1E+27,\n      5e-324,\n      100e-2\n",
+            "\"fraction\" : 0.1000000000000000055511151231257827,",
+            "\"x-weight\" : 1.50\n",
+            "\"version\" : 1.0\n",
+            "\"lone high\" : \"\\ud800\",",
+            "\"lone low\" : \"x\\uDC00y\",",
+            "\"x-note\" : \"\\ud800 alone\"",
+            "\"pair\" : \"\\ud83d\\ude00\",",
+            "\"caf\\u00e9\" : \"key with an escape\",",
+            "\"escaped\" : \"\\u0041\\/\\u00e9\\\"\\\\\\b\\f\\n\\r\\t\\u001F\",",
+            "\"raw\" : \"\xc3\xa9\xf0\x9f\x98\x80/\",",
+            // Same text as the catalogue's idiom: the slot is filled, the spelling stays.
+            "\"idiom\" : \"i\\u0070hone\",",
+            "      \"appearances\" : [\n        {\n          \"appearance\" : \"luminosity\",\n",
+            "\"x-keep\" : 1e-0\n",
+        };
+        QTest::newRow("hostile values of others; filled slots change only their own lines")
+            << "contents-hostile-unknown-values.json"
+            << "101" << hostile
+            << QByteArrayList{
+                   "\"filename\" : \"old-60@2x.png\"",
+                   "\"filename\" : \"AppIcon-60@2x.png\"",
+                   "    {\n      \"idiom\" : \"i\\u0070hone\",",
+                   "    {\n      \"filename\" : \"AppIcon-20@2x.png\",\n      \"idiom\" : \"i\\u0070hone\",",
+                   "\"x-keep\" : 1e-0\n    }\n",
+                   "\"x-keep\" : 1e-0\n    },\n" + iphone60x3 + '\n'};
+        // Keys a size writes but this one lacks go; everything else of the entry stays.
+        QTest::newRow("an updated entry loses only keys the size does not write")
+            << "contents-hostile-unknown-values.json"
+            << "121" << hostile
+            << QByteArrayList{"    {\n      \"idiom\" : \"ios-marketing\",\n      \"platform\" : \"ios\",\n"
+                              "      \"role\" : \"x\",\n",
+                              "    {\n      \"filename\" : \"AppIcon-1024.png\",\n      \"idiom\" : "
+                              "\"ios-marketing\",\n"};
+    }
+
+    void keepsWhatItDoesNotOwn()
+    {
+        QFETCH(QString, existing);
+        QFETCH(QString, categoryIds);
+        QFETCH(QByteArrayList, kept);
+        QFETCH(QByteArrayList, changes);
+        const QString folder = folderWith(existing);
+        const QByteArray original = readFile(folder + u"/Contents.json"_s);
+        QByteArray expected = original;
+        for (qsizetype i = 0; i + 1 < changes.size(); i += 2) {
+            QCOMPARE(expected.count(changes[i]), 1);
+            expected.replace(changes[i], changes[i + 1]);
+        }
+
+        QVERIFY(processor_.saveJSONforCategories(categories(categoryIds), folder));
+        const QByteArray merged = readFile(folder + u"/Contents.json"_s);
+        for (const QByteArray& spelling : kept) {
+            QVERIFY2(original.contains(spelling), spelling.constData());
+            QVERIFY2(merged.contains(spelling), spelling.constData());
+        }
+        QCOMPARE(merged, expected);
+    }
+
     void logsWrittenText()
     {
         QVERIFY(processor_.saveJSONforCategories(categories("121"), folderWith({})));
@@ -298,23 +423,27 @@ private slots:
         QVERIFY(logger_->texts(LogFlagError).isEmpty());
     }
 
-    // The merge primitives are public; arrays handed to them need not come from a checked file.
+    // The merge primitives are public; lists handed to them need not come from a checked file.
     void hostileArrays()
     {
         const ImageSize phone = makeSize("iphone", 60, 60, 2, "AppIcon-60@2x.png", 101);
-        QJsonArray images{
-            7, u"text"_s,
-            QJsonObject{{"idiom", 1}, {"size", "60x60"}, {"scale", "2x"}, {"filename", "x.png"}},
-            QJsonObject{{"idiom", "iphone"}, {"size", "60x60"}, {"scale", "2x"}, {"filename", 5}}};
+        JsonNode list;
+        QVERIFY(JsonReader::read(R"([7, "text", {"idiom":1, "size":"60x60", "scale":"2x", "filename":"x.png"},
+                                    {"idiom":"iphone", "size":"60x60", "scale":"2x", "filename":5, "x":0e0}])",
+                                 8, list));
+        std::vector<JsonNode>& images = list.elements();
         ContentsJSONProcessor processor;
         // The last entry holds the slot, and a number is not the size's file name.
         QVERIFY(processor.hasImageSizeWithImage(phone, images));
         processor.addOrReplaceImageSize(phone, images);
-        QCOMPARE(images.size(), 4);
-        QCOMPARE(images.at(0), QJsonValue(7));
-        QCOMPARE(images.at(2).toObject().value("filename"), QJsonValue("x.png"));
-        QCOMPARE(images.at(3).toObject().value("filename"), QJsonValue("AppIcon-60@2x.png"));
         QVERIFY(!processor.hasImageSizeWithImage(phone, images));
+        QByteArray out;
+        QVERIFY(XcodeJSON::serialize(list, out));
+        QCOMPARE(out,
+                 QByteArray("[\n  7,\n  \"text\",\n  {\n    \"filename\" : \"x.png\",\n    \"idiom\" : 1,\n"
+                            "    \"scale\" : \"2x\",\n    \"size\" : \"60x60\"\n  },\n  {\n"
+                            "    \"filename\" : \"AppIcon-60@2x.png\",\n    \"idiom\" : \"iphone\",\n"
+                            "    \"scale\" : \"2x\",\n    \"size\" : \"60x60\",\n    \"x\" : 0e0\n  }\n]\n"));
 
         // Without an image processor there is no catalogue: nothing to write, nothing to ask.
         const QString folder = folderWith({});
@@ -322,6 +451,170 @@ private slots:
         QVERIFY(!processor.saveJSONforCategories(categories("101"), folder, &error));
         QCOMPARE(error.code, 0);
         QCOMPARE(entriesIn(folder), QStringList());
+    }
+
+    void readerRefuses_data()
+    {
+        using Problem = JsonReader::Problem;
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("maxDepth");
+        QTest::addColumn<int>("problem");
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<QString>("description");
+
+        const int syntax = int(Problem::Syntax);
+        QTest::newRow("empty") << QByteArray() << 8 << syntax << 0 << "unexpected end of the text";
+        QTest::newRow("blanks only") << QByteArray(" \n\t") << 8 << syntax << 3
+                                     << "unexpected end of the text";
+        QTest::newRow("comma before ]") << QByteArray("[1,]") << 8 << syntax << 3 << "illegal value";
+        QTest::newRow("comma before }")
+            << QByteArray("{\"a\":1,}") << 8 << syntax << 7 << "expected a key in quotes";
+        QTest::newRow("single quotes")
+            << QByteArray("{'a':1}") << 8 << syntax << 1 << "expected a key in quotes";
+        QTest::newRow("no colon") << QByteArray("{\"a\" 1}") << 8 << syntax << 5 << "missing name separator";
+        QTest::newRow("no comma") << QByteArray("[\"a\" \"b\"]") << 8 << syntax << 5
+                                  << "missing value separator";
+        QTest::newRow("leading zero") << QByteArray("[01]") << 8 << syntax << 2 << "missing value separator";
+        QTest::newRow("minus alone") << QByteArray("[-]") << 8 << syntax << 1 << "illegal number";
+        QTest::newRow("no fraction digits") << QByteArray("[1.]") << 8 << syntax << 1 << "illegal number";
+        QTest::newRow("no exponent digits") << QByteArray("[1e+]") << 8 << syntax << 1 << "illegal number";
+        QTest::newRow("fraction without integer")
+            << QByteArray("[.5]") << 8 << syntax << 1 << "illegal value";
+        QTest::newRow("plus sign") << QByteArray("[+1]") << 8 << syntax << 1 << "illegal value";
+        QTest::newRow("NaN") << QByteArray("[NaN]") << 8 << syntax << 1 << "illegal value";
+        QTest::newRow("cut literal") << QByteArray("[tru]") << 8 << syntax << 1 << "illegal value";
+        QTest::newRow("unterminated string")
+            << QByteArray("[\"abc") << 8 << syntax << 1 << "unterminated string";
+        QTest::newRow("backslash at the end")
+            << QByteArray("[\"abc\\") << 8 << syntax << 1 << "unterminated string";
+        QTest::newRow("raw tab in a string")
+            << QByteArray("[\"a\tb\"]") << 8 << syntax << 3 << "control character in a string";
+        QTest::newRow("unknown escape")
+            << QByteArray("[\"\\x\"]") << 8 << syntax << 2 << "invalid escape sequence";
+        QTest::newRow("short \\u") << QByteArray("[\"\\u12\"]") << 8 << syntax << 2
+                                   << "invalid escape sequence";
+        QTest::newRow("unterminated object")
+            << QByteArray("{\"a\":1") << 8 << syntax << 6 << "unterminated object";
+        QTest::newRow("unterminated array") << QByteArray("[1") << 8 << syntax << 2 << "unterminated array";
+        QTest::newRow("text after the end")
+            << QByteArray("{\"a\":1}x") << 8 << syntax << 7 << "garbage at the end of the document";
+        QTest::newRow("two documents")
+            << QByteArray("{} {}") << 8 << syntax << 3 << "garbage at the end of the document";
+        QTest::newRow("Latin-1 byte")
+            << QByteArray("[\"\xe9\"]") << 8 << int(Problem::NotUtf8) << 2 << "malformed UTF-8";
+        QTest::newRow("surrogate encoded in UTF-8")
+            << QByteArray("[\"\xed\xa0\x80\"]") << 8 << int(Problem::NotUtf8) << 2 << "malformed UTF-8";
+        QTest::newRow("overlong slash")
+            << QByteArray("[\"\xc0\xaf\"]") << 8 << int(Problem::NotUtf8) << 2 << "malformed UTF-8";
+        QTest::newRow("one level too deep") << QByteArray("[[[[]]]]") << 2 << int(Problem::TooDeep) << 3
+                                            << "containers nest deeper than 2 levels";
+        QTest::newRow("a key twice, apart")
+            << QByteArray("{\"a\":1,\"b\":2,\"a\":3}") << 8 << int(Problem::DuplicateKey) << 13
+            << "the key \"a\" twice in one object";
+    }
+
+    void readerRefuses()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(int, maxDepth);
+        QFETCH(int, problem);
+        QFETCH(int, offset);
+        QFETCH(QString, description);
+        JsonNode root(JsonNode::Type::Number, "7");
+        JsonReader::Failure failure;
+        QVERIFY(!JsonReader::read(text, maxDepth, root, &failure));
+        QCOMPARE(int(failure.problem), problem);
+        QCOMPARE(failure.offset, offset);
+        QCOMPARE(failure.description, description);
+        QCOMPARE(root.text(), QByteArray("7")); // left alone
+    }
+
+    // What is read is written back in the writer's layout with every spelling of its own.
+    void readerKeeps_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("maxDepth");
+        QTest::addColumn<QByteArray>("expected");
+
+        QTest::newRow("blanks anywhere") << QByteArray(" \t\r\n{ \"a\" :\n[ 1 , 2 ] } \n") << 8
+                                         << QByteArray("{\n  \"a\" : [\n    1,\n    2\n  ]\n}\n");
+        QTest::newRow("byte-order mark dropped")
+            << QByteArray("\xef\xbb\xbf{\"a\":1}") << 8 << QByteArray("{\n  \"a\" : 1\n}\n");
+        QTest::newRow("keys sorted by their text, spelled as read")
+            << QByteArray("{\"b\":1,\"\\u0061\":2,\"B\":3}") << 8
+            << QByteArray("{\n  \"B\" : 3,\n  \"\\u0061\" : 2,\n  \"b\" : 1\n}\n");
+        QTest::newRow("numbers as written")
+            << QByteArray("[12345678901234567890,-0.0,-0,1e27,1E+27,2.50,1e400,-1e-400]") << 8
+            << QByteArray("[\n  12345678901234567890,\n  -0.0,\n  -0,\n  1e27,\n  1E+27,\n  2.50,\n  1e400,\n"
+                          "  -1e-400\n]\n");
+        QTest::newRow("escapes as written")
+            << QByteArray(
+                   "[\"\\ud800\",\"\\uDFFF\\ud800\",\"\\/\",\"\\u00e9\\u00E9\",\"\\\"\\\\\\b\\f\\n\\r\\t\"]")
+            << 8
+            << QByteArray("[\n"
+                          "  \"\\ud800\",\n"
+                          "  \"\\uDFFF\\ud800\",\n"
+                          "  \"\\/\",\n"
+                          "  \"\\u00e9\\u00E9\",\n"
+                          "  \"\\\"\\\\\\b\\f\\n\\r\\t\"\n"
+                          "]\n"
+                          "");
+        QTest::newRow("a scalar root") << QByteArray(" -0.0 ") << 8 << QByteArray("-0.0\n");
+        QTest::newRow("nested as deep as allowed")
+            << QByteArray("[[[]]]") << 2 << QByteArray("[\n  [\n    [\n\n    ]\n  ]\n]\n");
+    }
+
+    void readerKeeps()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(int, maxDepth);
+        QFETCH(QByteArray, expected);
+        JsonNode root;
+        JsonReader::Failure failure;
+        QVERIFY2(JsonReader::read(text, maxDepth, root, &failure), qPrintable(failure.description));
+        QByteArray out;
+        QVERIFY(XcodeJSON::serialize(root, out));
+        QCOMPARE(out, expected);
+    }
+
+    // A string's spelling, the text it stands for, and how a new string of that text is spelled.
+    void strings_data()
+    {
+        QTest::addColumn<QByteArray>("spelling");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArray>("respelled");
+
+        QTest::newRow("plain") << QByteArray(R"("AppIcon-60@2x.png")") << u"AppIcon-60@2x.png"_s
+                               << QByteArray(R"("AppIcon-60@2x.png")");
+        QTest::newRow("short escapes, slash not escaped")
+            << QByteArray("\"a\\/b\\\"\\\\\\b\\f\\n\\r\\t\"") << u"a/b\"\\\b\f\n\r\t"_s
+            << QByteArray("\"a/b\\\"\\\\\\b\\f\\n\\r\\t\"");
+        QTest::newRow("other controls as \\u00XX")
+            << QByteArray("\"\\u0001\\u001F\"") << u"\x01\x1f"_s << QByteArray("\"\\u0001\\u001f\"");
+        QTest::newRow("non-ASCII escaped or raw")
+            << QByteArray("\"caf\\u00e9 \xc3\xa9\"") << u"caf\u00e9 \u00e9"_s
+            << QByteArray("\"caf\xc3\xa9 \xc3\xa9\"");
+        QTest::newRow("a pair of escapes is one character")
+            << QByteArray("\"\\ud83d\\ude00\"") << u"\U0001F600"_s << QByteArray("\"\xf0\x9f\x98\x80\"");
+        QTest::newRow("half a pair stays half a pair")
+            << QByteArray("\"x\\ud800\\uDC00\\uDC00\"")
+            << u"x"_s + QChar(0xd800) + QChar(0xdc00) + QChar(0xdc00)
+            << QByteArray("\"x\xf0\x90\x80\x80\\udc00\"");
+        QTest::newRow("lone high surrogate")
+            << QByteArray("\"\\ud800\"") << QString(QChar(0xd800)) << QByteArray("\"\\ud800\"");
+    }
+
+    void strings()
+    {
+        QFETCH(QByteArray, spelling);
+        QFETCH(QString, text);
+        QFETCH(QByteArray, respelled);
+        QCOMPARE(JsonNode::unquoted(spelling), text);
+        QCOMPARE(JsonNode::quoted(text), respelled);
+        JsonNode node;
+        QVERIFY(JsonReader::read(spelling, 0, node));
+        QCOMPARE(node.toString(), text);
+        QCOMPARE(node.text(), spelling);
     }
 
     void xcodeJSON_data()
@@ -398,6 +691,54 @@ private:
         if (!file.isEmpty() && !QFile::copy(fixture(file), dir_->filePath(u"Contents.json"_s)))
             qFatal("cannot copy %s", qPrintable(file));
         return dir_->path();
+    }
+
+    // A folder set up as `setup` says; its path, or empty when the system lacks what it needs.
+    // setup is a fixture (*.json), a file's whole text ({...}), or: "50MB" a valid file that is
+    // too long, "json-folder" a folder named Contents.json, "fifo" a named pipe named so,
+    // "device" a link to /dev/null named so, "file" a file where the folder should be,
+    // "missing" no folder, "proc" a folder that takes no new files.
+    QString prepare(const QString& setup, QString* parent)
+    {
+        *parent = folderWith(setup.endsWith(".json") ? setup : QString());
+        if (setup == "proc")
+            return QFileInfo(u"/proc/self"_s).isDir() ? u"/proc/self"_s : QString();
+        const QString folder = QStringList{"file", "missing", "json-folder"}.contains(setup)
+                                   ? *parent + u"/AppIcon.appiconset"_s
+                                   : *parent;
+        const QString jsonPath = folder + u"/Contents.json"_s;
+        const QByteArray nativePath = QFile::encodeName(jsonPath);
+        bool made = true;
+        if (setup.startsWith('{')) {
+            QFile file(jsonPath);
+            made = file.open(QIODevice::WriteOnly) && file.write(setup.toUtf8()) > 0;
+        } else if (setup == "50MB") { // only the size is wrong with it
+            QFile file(jsonPath);
+            made = file.open(QIODevice::WriteOnly) && file.write("{\"images\":[]}") == 13 &&
+                   file.write(QByteArray(50 * 1024 * 1024 - 13, ' ')) == 50 * 1024 * 1024 - 13;
+        } else if (setup == "json-folder") {
+            made = QDir().mkpath(jsonPath);
+        } else if (setup == "fifo") {
+            made = ::mkfifo(nativePath.constData(), 0600) == 0;
+        } else if (setup == "device") {
+            made = QFile::link(u"/dev/null"_s, jsonPath);
+        } else if (setup == "file") {
+            made = QFile(folder).open(QIODevice::WriteOnly);
+        }
+        if (!made)
+            qFatal("cannot set up %s", qPrintable(setup));
+        return folder;
+    }
+
+    // What a failed call must leave as it was. A path that is no regular file is not opened:
+    // opening a pipe waits for a writer.
+    static QStringList snapshot(const QString& parent, const QString& jsonPath)
+    {
+        const QFileInfo json(jsonPath);
+        return QStringList{entriesIn(parent).join('/'),
+                           json.isFile() ? QString::number(qHash(readFile(jsonPath))) : QString(),
+                           json.lastModified().toString(Qt::ISODateWithMs),
+                           QString::number(QFileInfo(json.path()).size())};
     }
 
     std::shared_ptr<RecordingLogger> logger_;

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "iconset/image.h"
-#include "platform/alerts.h"
-#include "platform/panels.h"
+#include "ui/alerts.h"
+#include "ui/panels.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <memory>
+#include <utility>
 
 using namespace iconfoundry;
 
@@ -16,16 +17,36 @@ using namespace iconfoundry;
 
 // An alert presenter that answers from a script and records every alert it was shown. When the
 // script runs out it answers with the last button (the refusal), so an unexpected question can
-// never let an image through by accident; the test sees it in alerts.
+// never let an image through by accident; the test sees it in alerts. With holdAnswers set, the
+// alerts stay open until the test answers them with answer(), as a user who takes their time.
 class ScriptedAlertPresenter : public AlertPresenter
 {
 public:
     QList<int> answers;
     QList<Alert> alerts;
+    bool holdAnswers = false;
+    QList<std::pair<Alert, Completion>> open;
 
-    int runModal(Alert& alert) override
+    void beginAlert(const Alert& alert, Completion completion) override
     {
         alerts.append(alert);
+        if (holdAnswers) {
+            open.append({alert, std::move(completion)});
+            return;
+        }
+        completion(nextAnswer(alert), alert);
+    }
+
+    // Answers the open alert at index with response.
+    void answer(qsizetype index, int response)
+    {
+        auto [alert, completion] = open.takeAt(index);
+        completion(response, alert);
+    }
+
+private:
+    int nextAnswer(const Alert& alert)
+    {
         if (!answers.isEmpty())
             return answers.takeFirst();
         return Alert::FirstButtonReturn + int(qMax<qsizetype>(alert.buttonTitles.size(), 1) - 1);

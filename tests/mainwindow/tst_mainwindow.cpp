@@ -4,8 +4,7 @@
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/defaults.h"
-#include "platform/notificationcenter.h"
-#include "platform/notificationcenterconstants.h"
+#include "iconset/sourceimagenotificationcenter.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -53,11 +52,13 @@ class TestMainWindow : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase() { NotificationCenter::defaultCenter().removeObserver(this); }
+    void cleanupTestCase() { SourceImageNotificationCenter::defaultCenter().removeObserver(this); }
     void init();
 
     void checksShapeAndSize_data();
     void checksShapeAndSize();
+    void newerImageWinsOverAnOpenQuestion_data();
+    void newerImageWinsOverAnOpenQuestion();
     void switchesBetweenEmptyAndFilledLooks();
     void openPanel_data();
     void openPanel();
@@ -86,11 +87,8 @@ private:
 void TestMainWindow::initTestCase()
 {
     processor_.setAllImageCategories(testCatalogue());
-    NotificationCenter::defaultCenter().addObserver(this, QString::fromLatin1(NewSourceImageNotification),
-                                                    [this](const Notification& n) {
-                                                        QCOMPARE(n.sender, controller_.get());
-                                                        posted_.append(std::any_cast<ImagePtr>(n.object));
-                                                    });
+    SourceImageNotificationCenter::defaultCenter().addObserver(
+        this, [this](const ImagePtr& image) { posted_.append(image); });
 }
 
 // Every test starts on a fresh window with its own settings file.
@@ -125,21 +123,26 @@ void TestMainWindow::checksShapeAndSize_data()
     QTest::addColumn<QStringList>("questions");
     QTest::addColumn<bool>("accepted"); // every question answered "Use Anyway", else the last one cancelled
     QTest::addColumn<bool>("vector");
+    QTest::addColumn<int>("dotsPerMeter"); // of a bitmap; 2835 is 72 dpi
 
     const QStringList none, small{kTooSmall}, shape{kNotSquare}, both{kNotSquare, kTooSmall};
-    QTest::newRow("1024 square: silent") << 1024 << 1024 << none << true << false;
-    QTest::newRow("1023 square: too small only") << 1023 << 1023 << small << true << false;
-    QTest::newRow("1023 square, cancelled") << 1023 << 1023 << small << false << false;
-    QTest::newRow("1024 x 768 landscape 4:3: silent") << 1024 << 768 << none << true << false;
-    QTest::newRow("800 x 600 is 4:3 but too small") << 800 << 600 << small << true << false;
-    QTest::newRow("768 x 1024 portrait: both questions") << 768 << 1024 << both << true << false;
-    QTest::newRow("768 x 1024, cancel the shape question") << 768 << 1024 << shape << false << false;
-    QTest::newRow("768 x 1024, cancel the size question") << 768 << 1024 << both << false << false;
-    QTest::newRow("1600 x 900: not square only") << 1600 << 900 << shape << true << false;
-    QTest::newRow("1024 x 767: both questions") << 1024 << 767 << both << true << false;
+    // The shape is a matter of pixels, whatever resolution the file states.
+    QTest::newRow("1024 x 768 at 2834 px/m: silent") << 1024 << 768 << none << true << false << 2834;
+    QTest::newRow("1024 x 768 at 300 dpi: silent") << 1024 << 768 << none << true << false << 11811;
+    QTest::newRow("2048 x 1536 at 144 dpi: silent") << 2048 << 1536 << none << true << false << 5669;
+    QTest::newRow("1024 square: silent") << 1024 << 1024 << none << true << false << 2835;
+    QTest::newRow("1023 square: too small only") << 1023 << 1023 << small << true << false << 2835;
+    QTest::newRow("1023 square, cancelled") << 1023 << 1023 << small << false << false << 2835;
+    QTest::newRow("1024 x 768 landscape 4:3: silent") << 1024 << 768 << none << true << false << 2835;
+    QTest::newRow("800 x 600 is 4:3 but too small") << 800 << 600 << small << true << false << 2835;
+    QTest::newRow("768 x 1024 portrait: both questions") << 768 << 1024 << both << true << false << 2835;
+    QTest::newRow("768 x 1024, cancel the shape question") << 768 << 1024 << shape << false << false << 2835;
+    QTest::newRow("768 x 1024, cancel the size question") << 768 << 1024 << both << false << false << 2835;
+    QTest::newRow("1600 x 900: not square only") << 1600 << 900 << shape << true << false << 2835;
+    QTest::newRow("1024 x 767: both questions") << 1024 << 767 << both << true << false << 2835;
     // A vector is drawn at every icon's own size, so only its shape is questioned.
-    QTest::newRow("SVG 24 x 24: silent") << 24 << 24 << none << true << true;
-    QTest::newRow("SVG 48 x 24: not square only") << 48 << 24 << shape << true << true;
+    QTest::newRow("SVG 24 x 24: silent") << 24 << 24 << none << true << true << 2835;
+    QTest::newRow("SVG 48 x 24: not square only") << 48 << 24 << shape << true << true << 2835;
 }
 
 void TestMainWindow::checksShapeAndSize()
@@ -149,6 +152,7 @@ void TestMainWindow::checksShapeAndSize()
     QFETCH(QStringList, questions);
     QFETCH(bool, accepted);
     QFETCH(bool, vector);
+    QFETCH(int, dotsPerMeter);
 
     ScopedAlertPresenter alerts;
     const QUrl first = openGoodImage();
@@ -158,6 +162,8 @@ void TestMainWindow::checksShapeAndSize()
     alerts->answers = QList<int>(questions.size() - (accepted ? 0 : 1), Alert::FirstButtonReturn);
     QImage bitmap(width, height, QImage::Format_ARGB32);
     bitmap.fill(Qt::blue);
+    bitmap.setDotsPerMeterX(dotsPerMeter);
+    bitmap.setDotsPerMeterY(dotsPerMeter);
     const QByteArray svg = QStringLiteral("<svg xmlns='http://www.w3.org/2000/svg' width='%1' height='%2'>"
                                           "<rect width='%1' height='%2' fill='#0000ff'/></svg>")
                                .arg(width)
@@ -183,6 +189,50 @@ void TestMainWindow::checksShapeAndSize()
     QCOMPARE(posted_.value(0, controller_->sourceImage()), controller_->sourceImage());
     QTRY_COMPARE(controller_->imageView()->image(), controller_->sourceImage());
     QCOMPARE(controller_->currentImageFileURL(), first);
+}
+
+// Questions are answered later, while timers and file watches go on: an image that arrives
+// while an older one is still being asked about wins, whatever the user answers afterwards.
+void TestMainWindow::newerImageWinsOverAnOpenQuestion_data()
+{
+    QTest::addColumn<QSize>("newer");
+    QTest::addColumn<int>("olderAnswer");
+    QTest::addColumn<QColor>("shown");
+    QTest::addColumn<int>("postedCount");
+
+    const int useAnyway = Alert::FirstButtonReturn, cancel = Alert::SecondButtonReturn;
+    // The newer image needs no question and is shown at once; the late answer changes nothing.
+    QTest::newRow("square newer, older used anyway") << QSize(1024, 1024) << useAnyway << QColor(Qt::blue) << 1;
+    QTest::newRow("square newer, older cancelled") << QSize(1024, 1024) << cancel << QColor(Qt::blue) << 1;
+    // The newer image is itself waiting: the older answer must not install the older image.
+    QTest::newRow("both waiting, older used anyway") << QSize(1600, 900) << useAnyway << QColor(Qt::green) << 0;
+}
+
+void TestMainWindow::newerImageWinsOverAnOpenQuestion()
+{
+    QFETCH(QSize, newer);
+    QFETCH(int, olderAnswer);
+    QFETCH(QColor, shown);
+    QFETCH(int, postedCount);
+
+    ScopedAlertPresenter alerts;
+    QVERIFY(openGoodImage().isValid()); // green
+    posted_.clear();
+    alerts->holdAnswers = true;
+
+    QImage wide(1600, 900, QImage::Format_ARGB32);
+    wide.fill(Qt::red);
+    controller_->setSourceImage(Image::fromQImage(wide));
+    QCOMPARE(alerts->open.size(), 1);
+
+    QImage next(newer, QImage::Format_ARGB32);
+    next.fill(Qt::blue);
+    controller_->setSourceImage(Image::fromQImage(next));
+    alerts->answer(0, olderAnswer);
+
+    QCOMPARE(colorOf(controller_->sourceImage()), shown);
+    QCOMPARE(posted_.size(), postedCount);
+    QTRY_COMPARE(controller_->imageView()->image(), controller_->sourceImage());
 }
 
 void TestMainWindow::switchesBetweenEmptyAndFilledLooks()

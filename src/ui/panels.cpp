@@ -1,4 +1,4 @@
-#include "platform/panels.h"
+#include "ui/panels.h"
 #include "platform/seam.h"
 
 #include <QFileDialog>

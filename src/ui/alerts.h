@@ -2,13 +2,19 @@
 
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <memory>
 
 namespace iconfoundry {
 
 // The alert seam. Everything in the program that asks the user something builds an Alert and
-// runs it on the process-wide AlertPresenter, so that a test can install a scripted presenter
+// begins it on the process-wide AlertPresenter, so that a test can install a scripted presenter
 // and drive every flow without a display.
+//
+// Alerts are begun, not run: beginAlert() returns at once and the completion is called later, on
+// the main thread, with the answer. No nested event loop ever runs while a question is open, so
+// timers, file watches and network replies that fire meanwhile cannot re-enter the code that
+// asked.
 
 // One application-modal alert, as a value: what it says and which buttons it offers, in the
 // order they were added. The first button is the affirmative one.
@@ -21,8 +27,8 @@ struct Alert
         Critical
     };
 
-    // Return codes of AlertPresenter::runModal(): the first added button answers 1000, the
-    // second 1001, and so on.
+    // Answers handed to the completion: the first added button answers 1000, the second 1001,
+    // and so on.
     static constexpr int FirstButtonReturn = 1000;
     static constexpr int SecondButtonReturn = 1001;
     static constexpr int ThirdButtonReturn = 1002;
@@ -39,14 +45,17 @@ struct Alert
     bool suppressionButtonChecked = false;
 };
 
-// Shows alerts. runModal() returns only when the user answered; it may be called from the main thread only.
+// Shows alerts, application-modal. Main thread only.
 class AlertPresenter
 {
 public:
+    // response is Alert::FirstButtonReturn + the index of the chosen button; alert is the one
+    // begun, with the final state of its suppression checkbox.
+    using Completion = std::function<void(int response, const Alert& alert)>;
+
     virtual ~AlertPresenter() = default;
-    // Returns Alert::FirstButtonReturn + the index of the chosen button. Writes the state of the
-    // suppression checkbox back into alert.
-    virtual int runModal(Alert& alert) = 0;
+    // Shows alert and returns at once; completion runs once, when the user answered.
+    virtual void beginAlert(const Alert& alert, Completion completion) = 0;
 
     // The presenter in use: the installed one, else the one that shows application-modal
     // message boxes.
@@ -57,14 +66,14 @@ public:
 };
 
 // The presenter of the running application: an application-modal QMessageBox centred on the
-// active window.
+// active window, shown without blocking.
 class MessageBoxAlertPresenter : public AlertPresenter
 {
 public:
-    int runModal(Alert& alert) override;
+    void beginAlert(const Alert& alert, Completion completion) override;
 };
 
-// Runs alert on the shared presenter.
-int runModalAlert(Alert& alert);
+// Begins alert on the shared presenter.
+void beginAlert(const Alert& alert, AlertPresenter::Completion completion);
 
 } // namespace iconfoundry

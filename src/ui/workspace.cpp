@@ -1,4 +1,4 @@
-#include "platform/workspace.h"
+#include "ui/workspace.h"
 #include "platform/seam.h"
 
 #include <QDesktopServices>
