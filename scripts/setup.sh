@@ -14,6 +14,7 @@ packages=(
   # property lists (the icon catalogue), fast PNG compression, the systemd journal for the log
   libplist-dev libplist++-dev
   libdeflate-dev
+  librsvg2-dev librsvg2-bin zlib1g-dev
   libsystemd-dev
 <<<<<<< HEAD
   xvfb xauth fonts-dejavu-core

@@ -1,15 +1,14 @@
 #include "iconset/image.h"
 
 #include "iconset/resampler.h"
+#include "iconset/svgdocument.h"
 
 #include <QBuffer>
 #include <QColorSpace>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
-#include <QPainter>
 #include <QScopeGuard>
-#include <QSvgRenderer>
 #include <QtEndian>
 #include <cerrno>
 #include <cmath>
@@ -29,7 +28,6 @@ namespace iconfoundry {
 
 namespace {
 
-constexpr qint64 kMaxSvgBytes = 32 * 1024 * 1024;
 constexpr double kPointsPerInch = 72.0;
 constexpr double kMetersPerInch = 0.0254;
 
@@ -165,26 +163,6 @@ void raiseAllocationLimit()
                    [] { QImageReader::setAllocationLimit(int(Image::kMaxPixels * 8 / (1024 * 1024))); });
 }
 
-// Draws the part `viewBox` of an SVG document so that it fills `pixels`.
-QImage renderSvg(const QByteArray& document, const QRectF& viewBox, QSize pixels)
-{
-    QSvgRenderer renderer(document);
-    if (!renderer.isValid())
-        return {};
-    if (!viewBox.isEmpty())
-        renderer.setViewBox(viewBox);
-    renderer.setAspectRatioMode(Qt::IgnoreAspectRatio);
-    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
-    if (image.isNull())
-        return {};
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-    renderer.render(&painter, QRectF(QPointF(0, 0), QSizeF(pixels)));
-    painter.end();
-    return image;
-}
-
 // Opens file for reading. A pipe is opened without waiting for a writer, and one without a writer
 // reads as empty: a plain open() would hold the caller until some process writes into it.
 bool openForReading(QFile& file, QString* reason)
@@ -262,13 +240,18 @@ ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
             return nullptr;
         }
 
-        QImageReader reader(device);
+        // A gzip stream is only ever a compressed SVG here; it never reaches an image plugin, which
+        // would inflate it without a limit.
+        const bool compressed = SvgDocument::isCompressed(head);
+        QImageReader reader;
+        if (!compressed)
+            reader.setDevice(device);
         reader.setDecideFormatFromContent(true);
         reader.setAutoTransform(true);
-        const QByteArray format = reader.format().toLower();
+        const QByteArray format = compressed ? QByteArray("svgz") : reader.format().toLower();
         if (format == "svg" || format == "svgz" || (format.isEmpty() && looksLikeSvg(head))) {
-            const QByteArray document = device->read(kMaxSvgBytes + 1);
-            if (document.size() > kMaxSvgBytes) {
+            const QByteArray document = device->read(SvgDocument::kMaxBytes + 1);
+            if (document.size() > SvgDocument::kMaxBytes) {
                 fail(error, TooLarge, QStringLiteral("%1 is too large to open.").arg(subject(name)));
                 return nullptr;
             }
@@ -318,27 +301,30 @@ ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
 
 ImagePtr Image::fromSvg(const QByteArray& data, const QString& name, Error* error)
 {
-    QSvgRenderer renderer(data);
-    if (!renderer.isValid()) {
-        fail(error, Corrupt, QStringLiteral("%1 is not a valid SVG document.").arg(subject(name)));
+    SvgDocument::Failure failure = SvgDocument::NoFailure;
+    QString reason;
+    std::shared_ptr<const SvgDocument> document = SvgDocument::load(data, &failure, &reason);
+    if (!document) {
+        const int code = failure == SvgDocument::Empty      ? ZeroSize
+                         : failure == SvgDocument::TooLarge ? TooLarge
+                                                            : Corrupt;
+        fail(error, code, subject(name) + QLatin1Char(' ') + reason);
         return nullptr;
     }
-    const QSize nominal = renderer.defaultSize();
+    const QSize nominal = document->intrinsicSize().toSize();
     if (!checkPixelSize(nominal, name, error))
         return nullptr;
-    QRectF viewBox = renderer.viewBoxF();
-    if (viewBox.isEmpty())
-        viewBox = QRectF(QPointF(0, 0), QSizeF(nominal));
+    const QRectF whole(QPointF(0, 0), document->intrinsicSize());
+    QImage bitmap = document->render(whole, nominal, &reason);
+    if (bitmap.isNull()) {
+        fail(error, TooLarge, QStringLiteral("%1 could not be drawn (%2).").arg(subject(name), reason));
+        return nullptr;
+    }
 
     auto image = std::make_shared<Image>();
     image->size_ = QSizeF(nominal);
-    image->vector_ = data;
-    image->vectorCrop_ = viewBox;
-    QImage bitmap = renderSvg(data, viewBox, nominal);
-    if (bitmap.isNull()) {
-        fail(error, TooLarge, QStringLiteral("%1 needs more memory than is available.").arg(subject(name)));
-        return nullptr;
-    }
+    image->vector_ = std::move(document);
+    image->vectorCrop_ = whole;
     image->setBitmap(std::move(bitmap));
     return image;
 }
@@ -369,7 +355,7 @@ QImage Image::drawnAtPixelSize(QSize pixels) const
         return {};
     try {
         if (hasVector())
-            return renderSvg(vector_, vectorCrop_, pixels);
+            return vector_->render(vectorCrop_, pixels);
         if (!representations_.isEmpty())
             return Resampler::scaled(bitmap(), pixels);
     } catch (const std::bad_alloc&) {

@@ -16,6 +16,7 @@ class QIODevice;
 namespace iconfoundry {
 
 class Image;
+class SvgDocument;
 using ImagePtr = std::shared_ptr<Image>;
 
 // A source or rendered image: one or more bitmap representations plus a nominal size in points
@@ -57,7 +58,7 @@ public:
     QSize pixelSize() const;
     // The first bitmap representation (ARGB32 premultiplied), for display and pasteboard.
     QImage bitmap() const;
-    bool hasVector() const { return !vector_.isEmpty(); }
+    bool hasVector() const { return vector_ != nullptr; }
 
     // Image operations used by the renderer and the previews (described in imageutil.cpp).
     ImagePtr imageInRect(const QRectF& rect) const;
@@ -91,8 +92,8 @@ private:
 
     QSizeF size_;
     QList<QImage> representations_;
-    QByteArray vector_; // SVG document, empty for bitmap sources
-    QRectF vectorCrop_; // part of the vector's view box the image shows; empty = all of it
+    std::shared_ptr<const SvgDocument> vector_; // null for bitmap sources
+    QRectF vectorCrop_; // part of the document the image shows, in its pixels at its intrinsic size
 };
 
 } // namespace iconfoundry

@@ -159,7 +159,7 @@ ImagePtr Image::imageMaskedByImage(const ImagePtr& mask)
         painter.drawImage(0, 0, alpha);
     }
     // The mask is not part of the vector, so the result is a bitmap only.
-    result->vector_.clear();
+    result->vector_.reset();
     result->vectorCrop_ = QRectF();
     result->setBitmap(std::move(masked));
     return result;

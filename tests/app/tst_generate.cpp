@@ -61,6 +61,7 @@ private slots:
     void initTestCase();
     void intoXcodeIconSet();
     void reportsWhatItWrote();
+    void svgWithoutDisplay();
     void badInput_data();
     void badInput();
     void warnsAboutTheSource_data();
@@ -178,6 +179,53 @@ void TestGenerate::reportsWhatItWrote()
     run = runIconFoundry({"generate", source_, "--out", out.path(), "-c", "121", "--force", "--quiet"});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out + run.err, QString());
+}
+
+// Text, a rounded clip and a drop-shadow filter, drawn without any display and compared with
+// librsvg's own command at the same size.
+void TestGenerate::svgWithoutDisplay()
+{
+    QTemporaryDir out;
+    QVERIFY(out.isValid());
+    const Run run =
+        runIconFoundry({"generate", testData("clipped-shadow-text.svg"), "--out", out.path(), "-c", "121"},
+                       {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    const QImage icon = QImage(out.filePath("AppIcon-1024.png")).convertToFormat(QImage::Format_ARGB32);
+    QCOMPARE(icon.size(), QSize(1024, 1024));
+
+    QCOMPARE(qAlpha(icon.pixel(70, 70)), 0);                // cut away by the rounded clip
+    // Within 2 per channel: the filter works in linear RGB and rounds on the way back.
+    const auto near = [](QRgb a, QRgb b) {
+        return std::abs(qRed(a) - qRed(b)) <= 2 && std::abs(qGreen(a) - qGreen(b)) <= 2 &&
+               std::abs(qBlue(a) - qBlue(b)) <= 2 && qAlpha(a) == qAlpha(b);
+    };
+    QVERIFY(near(icon.pixel(512, 300), qRgb(0xff, 0xd2, 0x3f))); // the circle
+    QVERIFY(near(icon.pixel(100, 512), qRgb(0x2a, 0x6f, 0xdb))); // the background
+    QVERIFY(qBlue(icon.pixel(512, 690)) < 0xdb - 20);       // the shadow under the circle
+    int white = 0;
+    for (int y = 720; y < 860; ++y)
+        for (int x = 380; x < 650; ++x)
+            white += icon.pixel(x, y) == qRgb(255, 255, 255);
+    QVERIFY2(white > 2000, qPrintable(QString::number(white))); // the text
+
+    QProcess reference;
+    reference.start("rsvg-convert", {"-w", "1024", "-h", "1024", "-o", out.filePath("reference.png"),
+                                     testData("clipped-shadow-text.svg")});
+    QVERIFY2(reference.waitForFinished(60000) && reference.exitCode() == 0,
+             "rsvg-convert (librsvg2-bin) is needed");
+    const QImage expected = QImage(out.filePath("reference.png")).convertToFormat(QImage::Format_ARGB32);
+    QCOMPARE(expected.size(), icon.size());
+    int worst = 0;
+    for (int y = 0; y < 1024; ++y)
+        for (int x = 0; x < 1024; ++x) {
+            const QRgb a = icon.pixel(x, y), b = expected.pixel(x, y);
+            if (qAlpha(a) == 0 && qAlpha(b) == 0)
+                continue;
+            worst = std::max({worst, std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                              std::abs(qBlue(a) - qBlue(b)), std::abs(qAlpha(a) - qAlpha(b))});
+        }
+    QVERIFY2(worst <= 2, qPrintable(QString::number(worst)));
 }
 
 void TestGenerate::badInput_data()
