@@ -71,9 +71,9 @@ private slots:
         QFETCH(QList<QPoint>, points);
         // P3 (200, 100, 50), (230, 60, 60) and (128, 128, 128).
         const QList<QRgb> expected{qRgb(215, 93, 31), qRgb(250, 31, 49), qRgb(128, 128, 128)};
-        const ImagePtr image = Image::fromFile(fixture(file));
+        const ImagePtr image = Image::fromFile(test::testData(file));
         QVERIFY(image);
-        for (const ImagePtr& from : {image, Image::fromQImage(QImage(fixture(file)))}) {
+        for (const ImagePtr& from : {image, Image::fromQImage(QImage(test::testData(file)))}) {
             const QImage bitmap = from->bitmap();
             for (int i = 0; i < points.size(); ++i) {
                 const QRgb p = bitmap.pixel(points[i]), e = expected[i];

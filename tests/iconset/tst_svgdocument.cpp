@@ -126,7 +126,7 @@ private slots:
             << svg("<radialGradient id='g' r='0.01' spreadMethod='repeat'>" + stops +
                    "</radialGradient><rect width='64' height='64' fill='url(#g)'/>")
             << 0;
-        const QByteArray hugePng = readFile(fixture("huge-30000x30000-header.png")).toBase64();
+        const QByteArray hugePng = test::readFile(test::testData("huge-30000x30000-header.png")).toBase64();
         QTest::newRow("embedded PNG of 30000 x 30000")
             << svg("<image width='64' height='64' href='data:image/png;base64," + hugePng + "'/>")
             << int(Image::TooLarge);

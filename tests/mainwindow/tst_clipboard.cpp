@@ -1,5 +1,6 @@
 // Runs on a real X server (xvfb-run): the clipboard is checked and filled from outside the
 // process with xclip, the way another program sees and uses it.
+#include "common/testsupport.h"
 #include "helper_iconcatalogue.h"
 #include "helper_scriptedalerts.h"
 #include "iconset/imageprocessor.h"
@@ -200,8 +201,8 @@ void TestClipboard::pastesWhatAnotherProgramOffers()
 
     const QString red = writeImage(path(QStringLiteral("red.png")), 1024, 1024, Qt::red);
     const QString blue = writeImage(path(QStringLiteral("blue.png")), 1024, 1024, Qt::blue);
-    QVERIFY(QFile::copy(testData("not-an-image.png"), path("notes.png")));
-    QVERIFY(QFile::copy(testData("truncated-idat.png"), path("truncated-idat.png")));
+    QVERIFY(QFile::copy(test::testData("not-an-image.png"), path("notes.png")));
+    QVERIFY(QFile::copy(test::testData("truncated-idat.png"), path("truncated-idat.png")));
 
     const bool url = content.startsWith(QLatin1String("url:"));
     const QString file = path(url ? content.mid(4) : content);
@@ -282,7 +283,7 @@ void TestClipboard::dropTarget()
 
     writeImage(path(QStringLiteral("blue.png")), 1024, 1024, Qt::blue);
     writeImage(path(QStringLiteral("wide.png")), 1600, 900, Qt::red);
-    QVERIFY(QFile::copy(testData("not-an-image.png"), path("notes.png")));
+    QVERIFY(QFile::copy(test::testData("not-an-image.png"), path("notes.png")));
     DragDropImageView* view = controller_->imageView();
     QTRY_COMPARE(view->image(), controller_->sourceImage());
 

@@ -1,4 +1,4 @@
-#include "helper_capturinglogger.h"
+#include "common/testsupport.h"
 #include "helper_iconcatalogue.h"
 #include "helper_scriptedalerts.h"
 #include "iconset/contentsjsonprocessor.h"
@@ -417,7 +417,7 @@ void TestSaveFlows::retriesAFailedWrite()
     QFETCH(bool, result);
     QFETCH(QStringList, written);
 
-    ScopedCapturingLogger log;
+    test::ScopedRecordingLogger log;
     const QString iconSet = folder(QStringLiteral("AppIcon.appiconset"));
     const QString block = QDir(iconSet).filePath(blocked);
     QVERIFY(QDir().mkpath(block + "/inside"));
@@ -455,7 +455,7 @@ void TestSaveFlows::retriesAFailedWrite()
     QCOMPARE(namesIn(iconSet), written);
     const QString logged =
         icon ? "Error during resizeAndSaveImage: " : "Error during saveJSONforCategories: ";
-    QCOMPARE(log.linesWith(LogFlagError, {logged}).size(), answers.size());
+    QCOMPARE(log->linesWith(LogFlagError, {logged}).size(), answers.size());
 }
 
 void TestSaveFlows::scratchFolder_data()
@@ -481,7 +481,7 @@ void TestSaveFlows::scratchFolder()
     QFETCH(bool, made);
     QFETCH(QString, logged);
 
-    ScopedCapturingLogger log;
+    test::ScopedRecordingLogger log;
     const QString temp = folder(QStringLiteral("tmp"));
     qputenv("TMPDIR", QFile::encodeName(temp));
     const QString root = temp + "/co.velmora.IconFoundry";
@@ -506,9 +506,9 @@ void TestSaveFlows::scratchFolder()
         QCOMPARE(namesIn(result) + QDir(result).entryList(QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList{});
     if (logged.isEmpty())
-        QVERIFY(log.linesWith(LogFlagError, {}).isEmpty());
+        QVERIFY(log->linesWith(LogFlagError, {}).isEmpty());
     else
-        QCOMPARE(log.linesWith(LogFlagError, {QString(logged).replace("%1", temp)}).size(), 1);
+        QCOMPARE(log->linesWith(LogFlagError, {QString(logged).replace("%1", temp)}).size(), 1);
 }
 
 // A write that outlasts the delay shows the progress window, which goes away when it is done.
