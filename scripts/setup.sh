@@ -16,10 +16,8 @@ packages=(
   libdeflate-dev
   librsvg2-dev librsvg2-bin zlib1g-dev
   libsystemd-dev
-<<<<<<< HEAD
-  xvfb xauth fonts-dejavu-core
+  # the clipboard tests check and fill the X11 clipboard from outside the process
   xclip
-=======
   # the manual page is made at build time from the --help texts
   help2man
   # the installed-tree test checks the desktop entry, the AppStream file and the manual page
@@ -27,7 +25,6 @@ packages=(
   # an X server without a screen for the window tests and scripts/screenshots.sh, a font to draw with;
   # xdotool drives the window and ImageMagick's import takes the pictures in scripts/screenshots.sh
   xvfb xauth fonts-dejavu-core xdotool imagemagick
->>>>>>> main
 )
 
 missing=()
