@@ -309,6 +309,9 @@ void TestClipboard::dropTarget()
         QVERIFY2(drawn != before && qAbs(drawn.red() - drawn.green()) < 8 && drawn.red() > 96 &&
                      drawn.red() < 200,
                  qPrintable(drawn.name()));
+        const QString shots = qEnvironmentVariable("ICONFOUNDRY_SCREENSHOT_DIR");
+        if (!shots.isEmpty() && QTest::currentDataTag() == QLatin1String("PNG file, copy"))
+            QVERIFY(controller_->window()->grab().save(shots + "/drop-highlight.png"));
         // Leaving takes the highlight away; coming back brings it again.
         QDragLeaveEvent leave;
         QCoreApplication::sendEvent(view, &leave);

@@ -535,6 +535,9 @@ void TestSaveFlows::showsProgressOfALongWrite()
     QVERIFY(!controller_->saveDocumentAction()->isEnabled());
     QVERIFY(!controller_->saveDocumentAsAction()->isEnabled());
     QTRY_VERIFY(controller_->progressWindowController()->isVisible());
+    const QString shots = qEnvironmentVariable("ICONFOUNDRY_SCREENSHOT_DIR");
+    if (!shots.isEmpty())
+        QVERIFY(controller_->progressWindowController()->window()->grab().save(shots + "/progress-window.png"));
     QVERIFY(controller_->progressWindowController()->window()->isModal() ||
             controller_->progressWindowController()->window()->windowModality() == Qt::WindowModal);
     QTRY_VERIFY(!controller_->isWriting());
