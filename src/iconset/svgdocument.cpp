@@ -311,8 +311,12 @@ bool intrinsicSize(RsvgHandle* handle, double* width, double* height)
         ::_exit(1); // the parent ended before the line above
     const rlimit noCore{0, 0};
     ::setrlimit(RLIMIT_CORE, &noCore);
+#if !defined(__SANITIZE_ADDRESS__)
+    // (Not in a sanitizer build: AddressSanitizer's own shadow memory is far beyond the limit, and
+    // the child could then allocate nothing.)
     const rlimit data{kChildDataBytes, kChildDataBytes};
     ::setrlimit(RLIMIT_DATA, &data);
+#endif
     serveParent();
 }();
 
