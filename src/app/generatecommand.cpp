@@ -363,9 +363,7 @@ int GenerateCommand::run(const QStringList& arguments)
     if (categories.isEmpty() && !images.empty()) {
         const IconSetSlots::Plan plan = IconSetSlots::slotsOfSet(images, processor.allImageSizes());
         for (const QString& skipped : plan.skipped)
-            report.warn(QStringLiteral("the slot %1 is left as it is: %2.")
-                            .arg(skipped.section(QLatin1String(": "), 0, 0),
-                                 skipped.section(QLatin1String(": "), 1)));
+            report.warn(QStringLiteral("a slot is left as it is (%1).").arg(skipped));
         if (!plan.sizes.isEmpty() || !plan.skipped.isEmpty()) {
             sizes = plan.sizes;
             layout = QStringLiteral("icon set");
