@@ -591,22 +591,14 @@ public:
 
         const auto deadline = secondsFromNow(SvgDocument::kSecondsPerStep);
         const quint64 length = quint64(document.size());
-        LoadReply reply{};
         if (!sendAll(socket_, &length, sizeof length, deadline) ||
-            !sendAll(socket_, document.constData(), size_t(document.size()), deadline) ||
-            !receiveAll(socket_, &reply, sizeof reply, deadline) || reply.messageLength > kMaxMessage) {
+            !sendAll(socket_, document.constData(), size_t(document.size()), deadline)) {
             *reason = ended(deadline, "reading it");
             return false;
         }
-        QByteArray message(reply.messageLength, Qt::Uninitialized);
-        if (!receiveAll(socket_, message.data(), size_t(message.size()), deadline)) {
-            *reason = ended(deadline, "reading it");
+        LoadReply reply{};
+        if (!receiveReply(&reply, deadline, "reading it", reason))
             return false;
-        }
-        if (!reply.ok) {
-            *reason = QString::fromUtf8(message);
-            return false;
-        }
         *size = QSizeF(reply.width, reply.height);
         lastUse_ = Clock::now();
         return true;
@@ -617,21 +609,13 @@ public:
         const auto deadline = secondsFromNow(SvgDocument::kSecondsPerStep);
         const RenderRequest request{part.x(),      part.y(),       part.width(),
                                     part.height(), pixels.width(), pixels.height()};
+        if (!sendAll(socket_, &request, sizeof request, deadline)) {
+            *reason = ended(deadline, "drawing it");
+            return false;
+        }
         RenderReply reply{};
-        if (!sendAll(socket_, &request, sizeof request, deadline) ||
-            !receiveAll(socket_, &reply, sizeof reply, deadline) || reply.messageLength > kMaxMessage) {
-            *reason = ended(deadline, "drawing it");
+        if (!receiveReply(&reply, deadline, "drawing it", reason))
             return false;
-        }
-        QByteArray message(reply.messageLength, Qt::Uninitialized);
-        if (!receiveAll(socket_, message.data(), size_t(message.size()), deadline)) {
-            *reason = ended(deadline, "drawing it");
-            return false;
-        }
-        if (!reply.ok) {
-            *reason = QString::fromUtf8(message);
-            return false;
-        }
         QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
         if (image.isNull()) {
             *reason = QStringLiteral("there is not enough memory for its pixels");
@@ -655,6 +639,25 @@ public:
 
 private:
     // Why the child stopped answering; it is ended for good either way.
+    // Reads a reply and the message after it. False when the child does not answer in time (the
+    // reason says what it was doing) or answers that it failed (the reason is its message).
+    template <typename Reply>
+    bool receiveReply(Reply* reply, Clock::time_point deadline, const char* doing, QString* reason)
+    {
+        if (!receiveAll(socket_, reply, sizeof *reply, deadline) || reply->messageLength > kMaxMessage) {
+            *reason = ended(deadline, doing);
+            return false;
+        }
+        QByteArray message(reply->messageLength, Qt::Uninitialized);
+        if (!receiveAll(socket_, message.data(), size_t(message.size()), deadline)) {
+            *reason = ended(deadline, doing);
+            return false;
+        }
+        if (!reply->ok)
+            *reason = QString::fromUtf8(message);
+        return reply->ok;
+    }
+
     QString ended(Clock::time_point deadline, const char* doing)
     {
         timedOut_ = Clock::now() >= deadline;
