@@ -46,12 +46,13 @@ public:
     }
     void trim()
     {
-        for (auto* buffer : {&rows, &filtered, &packed})
+        for (auto* buffer : {&rows, &wide, &filtered, &packed})
             if (buffer->capacity() > kKeepBytes)
                 std::vector<uint8_t>().swap(*buffer);
     }
 
     std::vector<uint8_t> rows;     // previous and current row
+    std::vector<uint8_t> wide;     // one row as RGBA, when RGB is written
     std::vector<uint8_t> filtered; // what deflate reads
     std::vector<uint8_t> packed;   // what deflate writes
 
@@ -128,7 +129,8 @@ inline uint8_t paeth(int a, int b, int c)
     return uint8_t(pa <= pb && pa <= pc ? a : bc);
 }
 
-// Filters one row of n bytes (4 bytes per pixel) with filter f into out.
+// Filters one row of n bytes (Bpp bytes per pixel) with filter f into out.
+template <size_t Bpp>
 void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n, uint8_t* out)
 {
     switch (f) {
@@ -136,25 +138,25 @@ void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n, ui
         std::memcpy(out, cur, n);
         break;
     case Sub:
-        std::memcpy(out, cur, 4);
-        for (size_t i = 4; i < n; ++i)
-            out[i] = uint8_t(cur[i] - cur[i - 4]);
+        std::memcpy(out, cur, Bpp);
+        for (size_t i = Bpp; i < n; ++i)
+            out[i] = uint8_t(cur[i] - cur[i - Bpp]);
         break;
     case Up:
         for (size_t i = 0; i < n; ++i)
             out[i] = uint8_t(cur[i] - prev[i]);
         break;
     case Average:
-        for (size_t i = 0; i < 4; ++i)
+        for (size_t i = 0; i < Bpp; ++i)
             out[i] = uint8_t(cur[i] - (prev[i] >> 1));
-        for (size_t i = 4; i < n; ++i)
-            out[i] = uint8_t(cur[i] - ((cur[i - 4] + prev[i]) >> 1));
+        for (size_t i = Bpp; i < n; ++i)
+            out[i] = uint8_t(cur[i] - ((cur[i - Bpp] + prev[i]) >> 1));
         break;
     case Paeth:
-        for (size_t i = 0; i < 4; ++i)
+        for (size_t i = 0; i < Bpp; ++i)
             out[i] = uint8_t(cur[i] - prev[i]);
-        for (size_t i = 4; i < n; ++i)
-            out[i] = uint8_t(cur[i] - paeth(cur[i - 4], prev[i], prev[i - 4]));
+        for (size_t i = Bpp; i < n; ++i)
+            out[i] = uint8_t(cur[i] - paeth(cur[i - Bpp], prev[i], prev[i - Bpp]));
         break;
     }
 }
@@ -168,10 +170,10 @@ inline uint32_t magnitude(uint8_t v)
 // Picks the filter for one row by the usual estimate of how well it compresses: the filtered
 // bytes read as signed values, summed by magnitude; the smallest sum wins, ties to the lower
 // filter number. All five sums come from one pass over the row.
-Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
+template <size_t Bpp> Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
 {
     uint32_t sum[5] = {};
-    for (size_t i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < Bpp; ++i) {
         const uint8_t x = cur[i], b = prev[i];
         sum[None] += magnitude(x);
         sum[Sub] += magnitude(x);
@@ -180,8 +182,8 @@ Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
         sum[Paeth] += magnitude(uint8_t(x - b));
     }
     uint32_t none = 0, sub = 0, up = 0, average = 0, paethSum = 0;
-    for (size_t i = 4; i < n; ++i) {
-        const uint8_t x = cur[i], a = cur[i - 4], b = prev[i], c = prev[i - 4];
+    for (size_t i = Bpp; i < n; ++i) {
+        const uint8_t x = cur[i], a = cur[i - Bpp], b = prev[i], c = prev[i - Bpp];
         none += magnitude(x);
         sub += magnitude(uint8_t(x - a));
         up += magnitude(uint8_t(x - b));
@@ -200,21 +202,31 @@ Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
     return chosen;
 }
 
-// The image as PNG scanlines: per row a filter byte and the filtered row.
-void filterImage(const QImage& image, ThreadScratch& s)
+// The image as PNG scanlines: per row a filter byte and the filtered row, Bpp bytes a pixel
+// (3: the alpha byte is left out).
+template <size_t Bpp> void filterImage(const QImage& image, ThreadScratch& s)
 {
-    const size_t n = size_t(image.width()) * 4;
+    const size_t width = size_t(image.width());
+    const size_t n = width * Bpp;
     const int height = image.height();
     s.filtered.resize((n + 1) * height);
     s.rows.assign(n * 2, 0);
+    if constexpr (Bpp == 3)
+        s.wide.resize(width * 4);
     uint8_t* prev = s.rows.data(); // zeros above the first row (Up and Paeth then equal None and Sub)
     uint8_t* cur = prev + n;
     for (int y = 0; y < height; ++y) {
-        straightRow(image, y, cur);
-        const Filter chosen = chooseFilter(cur, prev, n);
+        if constexpr (Bpp == 3) {
+            straightRow(image, y, s.wide.data());
+            for (size_t x = 0; x < width; ++x)
+                std::memcpy(cur + x * 3, s.wide.data() + x * 4, 3);
+        } else {
+            straightRow(image, y, cur);
+        }
+        const Filter chosen = chooseFilter<Bpp>(cur, prev, n);
         uint8_t* dst = s.filtered.data() + (n + 1) * y;
         dst[0] = chosen;
-        applyFilter(chosen, cur, prev, n, dst + 1);
+        applyFilter<Bpp>(chosen, cur, prev, n, dst + 1);
         std::swap(prev, cur);
     }
 }
@@ -237,7 +249,7 @@ void putChunk(QByteArray& out, const char* type, const uint8_t* data, size_t len
 
 } // namespace
 
-QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
+QByteArray PngWriter::encode(const QImage& input, int compressionLevel, Channels channels)
 {
     if (input.isNull() || input.width() <= 0 || input.height() <= 0)
         return {};
@@ -261,7 +273,11 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
         libdeflate_compressor* compressor = scratch.compressor(level);
         if (!compressor)
             return {};
-        filterImage(image, scratch);
+        const bool rgb = channels == Channels::Rgb;
+        if (rgb)
+            filterImage<3>(image, scratch);
+        else
+            filterImage<4>(image, scratch);
         scratch.packed.resize(libdeflate_zlib_compress_bound(compressor, scratch.filtered.size()));
         const size_t packed =
             libdeflate_zlib_compress(compressor, scratch.filtered.data(), scratch.filtered.size(),
@@ -278,11 +294,11 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
                                     uint8_t(h >> 16),
                                     uint8_t(h >> 8),
                                     uint8_t(h),
-                                    8,  // bit depth
-                                    6,  // colour type: RGBA
-                                    0,  // deflate
-                                    0,  // adaptive filtering
-                                    0}; // not interlaced
+                                    8,                    // bit depth
+                                    uint8_t(rgb ? 2 : 6), // colour type: RGB or RGBA
+                                    0,                    // deflate
+                                    0,                    // adaptive filtering
+                                    0};                   // not interlaced
         QByteArray png;
         png.reserve(qsizetype(packed) + 57);
         png.append("\x89PNG\r\n\x1a\n", 8);

@@ -552,22 +552,27 @@ private slots:
         QList<qint64> ids;
         for (const ImageCategory& category : processor.allImageCategories())
             ids.append(category.categoryId());
-        QCOMPARE(ids, (QList<qint64>{101, 102, 111, 112, 121, 131, 201, 301, 401, 501}));
-        QCOMPARE(processor.allImageSizes().size(), 68);
+        QCOMPARE(ids, (QList<qint64>{101, 102, 111, 112, 121, 131, 132, 133, 201, 301, 302, 401, 501}));
+        QCOMPARE(processor.allImageSizes().size(), 86);
 
         QHash<QString, QPair<QSize, double>> byName;
         for (const ImageSize& size : processor.allImageSizes()) {
-            QCOMPARE(size.categoryIds().size(), 1);
+            // Only the single-size iOS icon belongs to more than one layout.
+            QCOMPARE(size.categoryIds().size(),
+                     size.fileName() == QLatin1String("AppIcon-Single-1024.png") ? 3 : 1);
             const QString name = size.fileName().value_or(QString());
             QVERIFY2(name.endsWith(".png") && !name.contains('/') && !name.contains(' '), qPrintable(name));
-            const QPair<QSize, double> content{size.pixelSize(), size.cropAspect()};
+            const QPair<QSize, double> content{size.pixelSize(),
+                                               size.cropAspect() + (size.needsOpaquePixels() ? 100 : 0)};
             QVERIFY2(byName.value(name, content) == content,
                      qPrintable(name + " names two different images"));
             byName.insert(name, content);
         }
         // Same points and scale share a file across idioms: iPad 20@2x, 29@2x, 40@2x and 29@1x,
         // CarPlay's two with the phone's, and Messages' pad 29@2x with its phone one: 7 shared.
-        QCOMPARE(byName.size(), 61);
+        // The iOS all-sizes layout shares 10 of its 15 with the phone and pad files; its 38@2x,
+        // 38@3x, 64@2x, 64@3x and 68@2x are new, as are the dark, tinted and watchOS single sizes.
+        QCOMPARE(byName.size(), 69);
         QCOMPARE(byName.value(u"AppIcon-83.5@2x.png"_s).first, QSize(167, 167));
         QCOMPARE(byName.value(u"AppIcon-Mac-512@2x.png"_s).first, QSize(1024, 1024));
         QCOMPARE(byName.value(u"AppIcon-Watch-27.5@2x.png"_s).first, QSize(55, 55));

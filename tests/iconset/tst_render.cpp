@@ -417,6 +417,16 @@ private slots:
         const int tolerance = image.format() == QImage::Format_ARGB32_Premultiplied ? 1 : 0;
         QVERIFY(difference(decoded, expected, QImage::Format_ARGB32).first <= tolerance);
         QVERIFY(PngWriter::encode(QImage()).isEmpty());
+
+        // Without alpha: colour type 2, the same straight colours, the alpha dropped.
+        const QByteArray rgb = PngWriter::encode(image, 0, PngWriter::Channels::Rgb);
+        QCOMPARE(pngHeader(rgb), u"%1x%2 8 2 0"_s.arg(image.width()).arg(image.height()));
+        const QImage decodedRgb = QImage::fromData(rgb, "PNG");
+        QVERIFY(!decodedRgb.hasAlphaChannel());
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                expected.setPixel(x, y, expected.pixel(x, y) | 0xff000000u);
+        QVERIFY(difference(decodedRgb, expected, QImage::Format_ARGB32).first <= tolerance);
     }
 
 private:
