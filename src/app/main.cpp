@@ -1,4 +1,4 @@
-#include "app/appdelegate.h"
+#include "app/appdelegateservices.h"
 #include "app/cli.h"
 #include "logging/log.h"
 #include "platform/bundle.h"
@@ -45,7 +45,7 @@ int main(int argc, char** argv)
     QGuiApplication::setDesktopFileName(Bundle::bundleIdentifier());
     QApplication::setWindowIcon(applicationIcon());
 
-    AppDelegate delegate;
+    AppDelegateServices delegate;
     // Connected after the delegate's own handler, so what it logs on the way out is written too.
     QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Log::flushLog(); });
     delegate.applicationDidFinishLaunching();

@@ -1,4 +1,5 @@
 #include "ui/alerts.h"
+
 #include "platform/seam.h"
 
 #include <QApplication>
@@ -46,6 +47,8 @@ void MessageBoxAlertPresenter::beginAlert(const Alert& alert, Completion complet
     box->setTextFormat(Qt::RichText);
     box->setText(QStringLiteral("<b>%1</b>").arg(alert.messageText.toHtmlEscaped()));
     box->setInformativeText(QStringLiteral("<p>%1</p>").arg(alert.informativeText.toHtmlEscaped()));
+    if (!alert.detailedText.isEmpty())
+        box->setDetailedText(alert.detailedText);
 
     const QStringList titles = alert.buttonTitles.isEmpty()
                                    ? QStringList{QApplication::translate("QPlatformTheme", "OK")}
