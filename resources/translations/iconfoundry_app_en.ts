@@ -87,5 +87,109 @@
         <source>Dismiss</source>
         <translation>Dismiss</translation>
     </message>
+    <message id="Menu.Help.CheckForUpdates">
+        <source>Check for Updates…</source>
+        <translation>Check for Updates…</translation>
+    </message>
+    <message id="Menu.Help.SendFeedback">
+        <source>Send Feedback…</source>
+        <translation>Send Feedback…</translation>
+    </message>
+    <message id="Menu.Help.SendLaunchReport">
+        <source>Send Anonymous Launch Report</source>
+        <translation>Send Anonymous Launch Report</translation>
+    </message>
+    <message id="Updater.Failed.MessageText">
+        <source>Could not check for updates.</source>
+        <translation>Could not check for updates.</translation>
+    </message>
+    <message id="Updater.NewVersion.MessageText">
+        <source>IconFoundry %1 is available.</source>
+        <translation>IconFoundry %1 is available.</translation>
+    </message>
+    <message id="Updater.NewVersion.InformativeText">
+        <source>You have version %1. The new version's notes are below; Download opens its download page.</source>
+        <translation>You have version %1. The new version's notes are below; Download opens its download page.</translation>
+    </message>
+    <message id="Updater.UpToDate.MessageText">
+        <source>IconFoundry is up to date.</source>
+        <translation>IconFoundry is up to date.</translation>
+    </message>
+    <message id="Updater.UpToDate.InformativeText">
+        <source>Version %1 is the newest version.</source>
+        <translation>Version %1 is the newest version.</translation>
+    </message>
+    <message id="Button.Download">
+        <source>Download…</source>
+        <translation>Download…</translation>
+    </message>
+    <message id="Button.Later">
+        <source>Later</source>
+        <translation>Later</translation>
+    </message>
+    <message id="Button.SaveArchive">
+        <source>Save as Archive…</source>
+        <translation>Save as Archive…</translation>
+    </message>
+    <message id="Button.EmailDraft">
+        <source>Open E-mail Draft</source>
+        <translation>Open E-mail Draft</translation>
+    </message>
+    <message id="Feedback.Title">
+        <source>Send Feedback</source>
+        <translation>Send Feedback</translation>
+    </message>
+    <message id="Feedback.Intro">
+        <source>Tell us what works, what does not, and what you miss. The log files below help us find problems; take off any you would rather keep.</source>
+        <translation>Tell us what works, what does not, and what you miss. The log files below help us find problems; take off any you would rather keep.</translation>
+    </message>
+    <message id="Feedback.Message.Placeholder">
+        <source>Your message</source>
+        <translation>Your message</translation>
+    </message>
+    <message id="Feedback.Email.Label">
+        <source>Your e-mail (optional):</source>
+        <translation>Your e-mail (optional):</translation>
+    </message>
+    <message id="Feedback.Email.Placeholder">
+        <source>to get an answer</source>
+        <translation>to get an answer</translation>
+    </message>
+    <message id="Feedback.Attachments.Label">
+        <source>Attached log files:</source>
+        <translation>Attached log files:</translation>
+    </message>
+    <message id="Feedback.Attachments.Remove">
+        <source>Remove</source>
+        <translation>Remove</translation>
+    </message>
+    <message id="Feedback.NoEndpoint">
+        <source>This build sends feedback nowhere by itself: save it as one archive, or open a draft in your mail program.</source>
+        <translation>This build sends feedback nowhere by itself: save it as one archive, or open a draft in your mail program.</translation>
+    </message>
+    <message id="Feedback.Sending">
+        <source>Sending…</source>
+        <translation>Sending…</translation>
+    </message>
+    <message id="Feedback.SendFailed">
+        <source>Could not send the feedback: %1</source>
+        <translation>Could not send the feedback: %1</translation>
+    </message>
+    <message id="Feedback.Save.Panel.Title">
+        <source>Choose a Folder for the Feedback Archive</source>
+        <translation>Choose a Folder for the Feedback Archive</translation>
+    </message>
+    <message id="Feedback.Mail.Subject">
+        <source>IconFoundry feedback</source>
+        <translation>IconFoundry feedback</translation>
+    </message>
+    <message id="Feedback.Mail.LogsAt">
+        <source>The log files are in %1.</source>
+        <translation>The log files are in %1.</translation>
+    </message>
+    <message id="Feedback.MailFailed">
+        <source>No mail program accepted the draft.</source>
+        <translation>No mail program accepted the draft.</translation>
+    </message>
 </context>
 </TS>

@@ -1,10 +1,16 @@
 #include "app/appdelegateservices.h"
 
 #include "app/crashhandler.h"
+#include "app/feedbackcontroller.h"
+#include "app/launchreport.h"
 #include "logging/log.h"
 #include "platform/bundle.h"
+#include "platform/defaults.h"
+#include "platform/texts.h"
 
+#include <QAction>
 #include <QCoreApplication>
+#include <QMenu>
 
 namespace iconfoundry {
 
@@ -18,12 +24,21 @@ AppDelegateServices::~AppDelegateServices()
 
 void AppDelegateServices::applicationDidFinishLaunching()
 {
+    // The launch report, only if the user agreed to it and a build names an endpoint.
+    LaunchReport::sendTrackingReport();
+
     // Reports of crashes of earlier runs: found now, offered once the main window is up.
     IssuesController& issues = IssuesController::sharedController();
     issues.setDelegate(this);
     issues.reportUnhandledIssuesIfExists(true);
 
+    if (updater_)
+        updater_->setDelegate(this);
+
     AppDelegate::applicationDidFinishLaunching();
+
+    if (updater_)
+        updater_->checkForUpdatesInBackground();
 
     // After the logging core's own fatal-signal flush, which the report then passes the signal
     // on to: the report is written first, the log flushed second.
@@ -44,6 +59,47 @@ void AppDelegateServices::applicationDidFinishLaunching()
             },
             Qt::QueuedConnection);
     }
+}
+
+void AppDelegateServices::showFeedbackDialog()
+{
+    FeedbackController& feedback = FeedbackController::sharedController();
+    feedback.setLogURLs(logURLs());
+    feedback.showFeedbackWindowInMode(0, &AppDelegateServices::feedbackCompleted);
+}
+
+void AppDelegateServices::feedbackCompleted(bool success)
+{
+    if (success)
+        LOG_INFO("Feedback successfully sent.");
+    else
+        LOG_ERROR("Error sending feedback.");
+}
+
+bool AppDelegateServices::isUpdaterInTestMode(Updater*)
+{
+    return false;
+}
+
+void AppDelegateServices::addHelpMenuItems(QMenu* menu)
+{
+    QAction* check = menu->addAction(Texts::text("Menu.Help.CheckForUpdates"));
+    check->setObjectName(QStringLiteral("checkForUpdates:"));
+    check->setEnabled(updater_ && !updater_->feedURL().isEmpty());
+    connect(check, &QAction::triggered, this, [this] {
+        if (updater_)
+            updater_->checkForUpdates();
+    });
+    QAction* feedback = menu->addAction(Texts::text("Menu.Help.SendFeedback"));
+    feedback->setObjectName(QStringLiteral("showFeedbackDialog:"));
+    connect(feedback, &QAction::triggered, this, &AppDelegateServices::showFeedbackDialog);
+    QAction* launchReport = menu->addAction(Texts::text("Menu.Help.SendLaunchReport"));
+    launchReport->setObjectName(QStringLiteral("toggleLaunchReport:"));
+    launchReport->setCheckable(true);
+    launchReport->setChecked(Defaults::standardUserDefaults().sendsLaunchReport());
+    launchReport->setVisible(!LaunchReport::endpoint().isEmpty());
+    connect(launchReport, &QAction::toggled, this,
+            [](bool on) { Defaults::standardUserDefaults().setSendsLaunchReport(on); });
 }
 
 QString AppDelegateServices::additionalIssueInfoForController(IssuesController* controller)

@@ -9,15 +9,11 @@
 
 namespace iconfoundry {
 
-namespace {
-
-QNetworkAccessManager& network()
+QNetworkAccessManager& networkAccessManager()
 {
     static auto* manager = new QNetworkAccessManager; // lives until exit, like the application
     return *manager;
 }
-
-} // namespace
 
 void MultipartUpload::post(const QUrl& url, const QList<Part>& parts, Completion completion,
                            int timeoutMilliseconds)
@@ -37,7 +33,7 @@ void MultipartUpload::post(const QUrl& url, const QList<Part>& parts, Completion
     }
     QNetworkRequest request(url);
     request.setTransferTimeout(timeoutMilliseconds);
-    QNetworkReply* reply = network().post(request, multiPart);
+    QNetworkReply* reply = networkAccessManager().post(request, multiPart);
     multiPart->setParent(reply);
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply, completion = std::move(completion)] {
         reply->deleteLater();

@@ -6,7 +6,12 @@
 #include <QUrl>
 #include <functional>
 
+class QNetworkAccessManager;
+
 namespace iconfoundry {
+
+// The process's one network access manager, for every request the application makes.
+QNetworkAccessManager& networkAccessManager();
 
 // Sends reports (feedback, crash reports, the launch report) as one HTTP POST of
 // multipart/form-data, in the background, with a time-out. Main thread only; the completion runs
