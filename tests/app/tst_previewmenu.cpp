@@ -120,9 +120,6 @@ void TestPreviewMenu::menuOpensEachPreview()
     auto* item = menu->findChild<QAction*>(action);
     QVERIFY(item);
     QCOMPARE(item->text(), text);
-    // Only the messages preview was opened before (without an image).
-    QCOMPARE(preview(action) != nullptr, action == QLatin1String("showMessagesScreenWindow"));
-
     item->trigger();
     BaseScreenImageWindowController* controller = preview(action);
     QVERIFY(controller);
@@ -152,6 +149,10 @@ void TestPreviewMenu::menuOpensEachPreview()
 void TestPreviewMenu::newImagesReachOpenPreviews()
 {
     ScopedAlertPresenter alerts;
+    // Every preview open before the image arrives, whichever tests ran first.
+    delegate_->showPhoneScreenWindow();
+    delegate_->showPadScreenWindow();
+    delegate_->showMessagesScreenWindow();
     const QString blue = writeImage(dir_.filePath(QStringLiteral("blue.png")), 1024, 1024, Qt::blue);
     QVERIFY(delegate_->applicationOpenFile(blue));
     const ImagePtr image = delegate_->sourceImage();
