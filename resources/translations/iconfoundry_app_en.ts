@@ -4,12 +4,12 @@
 <context>
     <name></name>
     <message id="Menu.Help">
-        <source>Help</source>
-        <translation>Help</translation>
+        <source>&amp;Help</source>
+        <translation>&amp;Help</translation>
     </message>
     <message id="Menu.Help.About">
-        <source>About IconFoundry</source>
-        <translation>About IconFoundry</translation>
+        <source>&amp;About IconFoundry</source>
+        <translation>&amp;About IconFoundry</translation>
     </message>
     <message id="Menu.Help.HomePage">
         <source>IconFoundry Home Page</source>
@@ -92,8 +92,8 @@
         <translation>Check for Updates…</translation>
     </message>
     <message id="Menu.Help.SendFeedback">
-        <source>Send Feedback…</source>
-        <translation>Send Feedback…</translation>
+        <source>Send &amp;Feedback…</source>
+        <translation>Send &amp;Feedback…</translation>
     </message>
     <message id="Menu.Help.SendLaunchReport">
         <source>Send Anonymous Launch Report</source>

@@ -178,8 +178,11 @@ void IssuesController::send(const Pending& pending)
     const QUrl url = endpoint();
     if (url.isEmpty())
         return;
+    // Asked again now: at launch, when the report was found, the log files did not exist yet.
+    const QString info = additionalInfo();
     QList<MultipartUpload::Part> parts{
         MultipartUpload::textPart(QStringLiteral("report"), pending.text),
+        MultipartUpload::textPart(QStringLiteral("info"), info),
         MultipartUpload::textPart(QStringLiteral("version"), pending.report.version)};
     if (logURLs_)
         parts += MultipartUpload::fileParts(QStringLiteral("logs"), *logURLs_);

@@ -285,6 +285,8 @@ private slots:
         QVERIFY(request.body.contains(
             "name=\"version\"\r\nContent-Type: text/plain; charset=utf-8\r\n\r\n2.10 (31)"));
         QVERIFY(request.body.contains("filename=\"app 2023-11-14 22-00.log\""));
+        QVERIFY(request.body.contains(
+            "name=\"info\"\r\nContent-Type: text/plain; charset=utf-8\r\n\r\nNo image loaded."));
         QTRY_COMPARE(log->linesWith(LogFlagInfo, {"Crash report 'crash-1700000000-1.crash' sent"}).size(), 1);
     }
 
