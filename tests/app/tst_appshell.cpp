@@ -1,6 +1,7 @@
 #include "app/aboutwindowcontroller.h"
 #include "app/appdelegate.h"
 #include "app/appdelegateservices.h"
+#include "app/helper_workspace.h"
 #include "app/sharingservice.h"
 #include "common/testsupport.h"
 #include "iconset/sourceimagenotificationcenter.h"
@@ -26,17 +27,6 @@ using namespace iconfoundry;
 using namespace iconfoundry::test;
 
 namespace {
-
-class RecordingWorkspace : public Workspace
-{
-public:
-    bool openURL(const QUrl& url) override
-    {
-        opened.append(url);
-        return true;
-    }
-    QList<QUrl> opened;
-};
 
 class ScopedWorkspace
 {

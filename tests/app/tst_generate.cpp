@@ -194,7 +194,7 @@ void TestGenerate::svgWithoutDisplay()
     const QImage icon = QImage(out.filePath("AppIcon-1024.png")).convertToFormat(QImage::Format_ARGB32);
     QCOMPARE(icon.size(), QSize(1024, 1024));
 
-    QCOMPARE(qAlpha(icon.pixel(70, 70)), 0);                // cut away by the rounded clip
+    QCOMPARE(qAlpha(icon.pixel(70, 70)), 0); // cut away by the rounded clip
     // Within 2 per channel: the filter works in linear RGB and rounds on the way back.
     const auto near = [](QRgb a, QRgb b) {
         return std::abs(qRed(a) - qRed(b)) <= 2 && std::abs(qGreen(a) - qGreen(b)) <= 2 &&
@@ -202,7 +202,7 @@ void TestGenerate::svgWithoutDisplay()
     };
     QVERIFY(near(icon.pixel(512, 300), qRgb(0xff, 0xd2, 0x3f))); // the circle
     QVERIFY(near(icon.pixel(100, 512), qRgb(0x2a, 0x6f, 0xdb))); // the background
-    QVERIFY(qBlue(icon.pixel(512, 690)) < 0xdb - 20);       // the shadow under the circle
+    QVERIFY(qBlue(icon.pixel(512, 690)) < 0xdb - 20);            // the shadow under the circle
     int white = 0;
     for (int y = 720; y < 860; ++y)
         for (int x = 380; x < 650; ++x)
@@ -377,7 +377,8 @@ void TestGenerate::warnsAboutTheSource()
     const QStringList lines = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), warnings.size());
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        QVERIFY2(lines[i].startsWith(QStringLiteral("iconfoundry generate: warning: ")), qPrintable(lines[i]));
+        QVERIFY2(lines[i].startsWith(QStringLiteral("iconfoundry generate: warning: ")),
+                 qPrintable(lines[i]));
         QVERIFY2(lines[i].contains(warnings[i]), qPrintable(lines[i]));
     }
     QCOMPARE(QImage(QDir(out).filePath(QStringLiteral("AppIcon-1024.png"))).size(), QSize(1024, 1024));

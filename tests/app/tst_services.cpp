@@ -1,6 +1,7 @@
 #include "app/appdelegateservices.h"
 #include "app/feedbackcontroller.h"
 #include "app/helper_httpserver.h"
+#include "app/helper_workspace.h"
 #include "app/launchreport.h"
 #include "app/multipartupload.h"
 #include "app/tararchive.h"
@@ -27,17 +28,6 @@ using namespace iconfoundry;
 using namespace iconfoundry::test;
 
 namespace {
-
-class RecordingWorkspace : public Workspace
-{
-public:
-    bool openURL(const QUrl& url) override
-    {
-        opened.append(url);
-        return true;
-    }
-    QList<QUrl> opened;
-};
 
 class TestModeDelegate : public UpdaterDelegate
 {
