@@ -5,10 +5,12 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QStringList>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <elfutils/libdwfl.h>
+#include <sys/stat.h>
 
 namespace iconfoundry {
 
@@ -41,6 +43,7 @@ struct Mapping
     quint64 start = 0;
     quint64 end = 0;
     quint64 offset = 0;
+    quint64 inode = 0;
     QString path;
 };
 
@@ -138,6 +141,7 @@ void CrashReport::symbolicate(const QString& maps)
         mapping.start = parseHex(fields.at(0).section(QLatin1Char('-'), 0, 0));
         mapping.end = parseHex(fields.at(0).section(QLatin1Char('-'), 1, 1));
         mapping.offset = parseHex(fields.at(2));
+        mapping.inode = fields.at(4).toULongLong();
         mapping.path = fields.at(5);
         mappings.append(mapping);
         if (mapping.offset == 0 && !bias.contains(mapping.path))
@@ -155,6 +159,15 @@ void CrashReport::symbolicate(const QString& maps)
         dwfl_report_begin(dwfl);
         for (auto it = bias.cbegin(); it != bias.cend(); ++it) {
             const QByteArray file = it.key().toLocal8Bit();
+            // A file replaced since the crash (a new build, an update) would give wrong names:
+            // its addresses stay numbers.
+            const auto mapped = std::find_if(mappings.cbegin(), mappings.cend(),
+                                             [&](const Mapping& m) { return m.path == it.key(); });
+            struct stat status = {};
+            if (::stat(file.constData(), &status) != 0 || quint64(status.st_ino) != mapped->inode) {
+                changedModules.append(QFileInfo(it.key()).fileName());
+                continue;
+            }
             const QByteArray name = QFileInfo(it.key()).fileName().toLocal8Bit();
             dwfl_report_elf(dwfl, name.constData(), file.constData(), -1, it.value(), false);
         }
@@ -242,6 +255,9 @@ QString CrashReport::text() const
     lines << QStringLiteral("Version: %1").arg(version);
     lines << QStringLiteral("Thread: %1 (%2)").arg(threadId).arg(threadName);
     lines << QString() << QStringLiteral("Backtrace:") << symbolicatedBacktrace();
+    if (!changedModules.isEmpty())
+        lines << QStringLiteral("Not resolved, replaced since the crash: %1")
+                     .arg(changedModules.join(QStringLiteral(", ")));
     return lines.join(QLatin1Char('\n'));
 }
 

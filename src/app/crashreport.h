@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 namespace iconfoundry {
@@ -39,6 +40,8 @@ public:
     // The stack from the crashing frame outwards; the frames of the handler that wrote the report
     // are left out.
     QList<Frame> frames;
+    // Modules whose file was replaced after the crash (a new build): their names are not looked up.
+    QStringList changedModules;
 
     // "SIGSEGV" and so on; "signal N" for others.
     static QString signalName(int signal);

@@ -206,6 +206,33 @@ private slots:
         QCOMPARE(markerFunctionForSymbols(2), 7);
     }
 
+    // A module rebuilt after the crash (another file at the same path) is not looked up: its
+    // names would be wrong.
+    void replacedModuleIsNotResolved()
+    {
+        QByteArray report = reportOfThisProcess(1700000000);
+        const QByteArray self = QFile::encodeName(QCoreApplication::applicationFilePath());
+        QByteArray maps;
+        for (QByteArray line : report.split('\n')) {
+            if (line.endsWith(self)) {
+                QList<QByteArray> fields = line.simplified().split(' ');
+                fields[4] = QByteArray::number(fields.at(4).toULongLong() + 1);
+                line = fields.join(' ');
+            }
+            maps += line + '\n';
+        }
+        QTemporaryDir folder;
+        const auto read =
+            CrashReport::read(writeReport(folder.path(), QStringLiteral("crash-1-1.crash"), maps));
+        QVERIFY(read);
+        QCOMPARE(read->frames.size(), 1);
+        QCOMPARE(read->frames.first().function, QString());
+        QCOMPARE(read->frames.first().module, QStringLiteral("app_tst_crashreports"));
+        QCOMPARE(read->changedModules, QStringList{QStringLiteral("app_tst_crashreports")});
+        QVERIFY(read->text().endsWith(
+            QLatin1String("\nNot resolved, replaced since the crash: app_tst_crashreports")));
+    }
+
     void offersEachReportOnce_data()
     {
         QTest::addColumn<bool>("withEndpoint");
