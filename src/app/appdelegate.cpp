@@ -92,7 +92,10 @@ void AppDelegate::applicationDidFinishLaunching()
     // Loggers first, each admitting every level, so that everything after them is logged.
     // The file names' prefix is set once, before any logger runs.
     LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
-    Log::addLogger(systemLogger_);
+    // ICONFOUNDRY_LOG_JOURNAL=0 keeps a run out of the system journal (the tests that start the
+    // program set it).
+    if (qgetenv("ICONFOUNDRY_LOG_JOURNAL") != "0")
+        Log::addLogger(systemLogger_);
     Log::addLogger(ConsoleLogger::sharedInstance());
     auto logFileManager = std::make_shared<LogFileManagerDefault>();
     fileLogger_ = std::make_shared<FileLogger>(logFileManager);

@@ -32,6 +32,7 @@ QProcessEnvironment appEnvironment(const QString& home, const QString& crashKind
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove(QStringLiteral("ICONFOUNDRY_RESOURCE_DIR"));
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("ICONFOUNDRY_LOG_JOURNAL"), QStringLiteral("0"));
     env.insert(QStringLiteral("XDG_STATE_HOME"), home + QStringLiteral("/state"));
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/config"));
     if (crashKind.isEmpty())
