@@ -146,8 +146,12 @@ private slots:
         const QString offer = log.mid(log.indexOf(QLatin1String("Offering crash report")));
         QVERIFY2(offer.contains(QStringLiteral("Signal: ") + signal), qPrintable(offer));
         QVERIFY2(offer.contains(function), qPrintable(offer));
+#ifdef ICONFOUNDRY_TESTS_HAVE_LINE_INFO
         QVERIFY2(offer.contains(QLatin1String("crashhandler.cpp:")), qPrintable(offer));
         QVERIFY2(offer.contains(QLatin1String("main (main.cpp:")), qPrintable(offer));
+#else
+        QVERIFY2(offer.contains(QLatin1String("main")), qPrintable(offer));
+#endif
         QVERIFY2(offer.contains(QLatin1String("Version: 0.1.0 (1)")), qPrintable(offer));
         QVERIFY2(offer.contains(QLatin1String("Thread: ")), qPrintable(offer));
         QVERIFY2(offer.contains(reason), qPrintable(offer));
@@ -197,11 +201,13 @@ private slots:
         QCOMPARE(report->faultAddress, quint64(0x10));
         QCOMPARE(report->frames.size(), 1);
         QCOMPARE(report->frames.first().function, QStringLiteral("markerFunctionForSymbols(int)"));
+#ifdef ICONFOUNDRY_TESTS_HAVE_LINE_INFO
         QVERIFY2(report->frames.first().sourceFile.endsWith(QLatin1String("tst_crashreports.cpp")),
                  qPrintable(report->frames.first().sourceFile));
-        QCOMPARE(report->frames.first().module, QStringLiteral("app_tst_crashreports"));
         QVERIFY(report->symbolicatedBacktrace().startsWith(
             QLatin1String("#0   markerFunctionForSymbols(int) (tst_crashreports.cpp:")));
+#endif
+        QCOMPARE(report->frames.first().module, QStringLiteral("app_tst_crashreports"));
         QVERIFY(report->text().startsWith(
             QLatin1String("Signal: SIGSEGV (code 1, address 0x10)\nTime: 2023-11-14T22:13:20Z\n")));
         QCOMPARE(markerFunctionForSymbols(2), 7);
