@@ -91,7 +91,9 @@ bool ImageSize::needsOpaquePixels() const
 {
     if (idiom_ == QLatin1String("ios-marketing") || idiom_ == QLatin1String("watch-marketing"))
         return true;
-    return idiom_ == QLatin1String("universal") && platform_ == QLatin1String("ios") && scale_ == 0 &&
+    // The single size of the default appearance is the store icon of iOS and of watchOS alike.
+    return idiom_ == QLatin1String("universal") &&
+           (platform_ == QLatin1String("ios") || platform_ == QLatin1String("watchos")) && scale_ == 0 &&
            !appearance_;
 }
 

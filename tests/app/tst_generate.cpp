@@ -63,12 +63,14 @@ int pngColourType(const QString& path)
 }
 
 // The slots App Store Connect wants without alpha: the marketing icons and the default-appearance
-// iOS single size.
+// iOS and watchOS single sizes.
 bool mustBeOpaque(const QJsonObject& entry)
 {
     const QString idiom = entry.value("idiom").toString();
+    const QJsonValue platform = entry.value("platform");
     return idiom == QLatin1String("ios-marketing") || idiom == QLatin1String("watch-marketing") ||
-           (idiom == QLatin1String("universal") && entry.value("platform") == QJsonValue("ios") &&
+           (idiom == QLatin1String("universal") &&
+            (platform == QJsonValue("ios") || platform == QJsonValue("watchos")) &&
             !entry.contains("scale") && !entry.contains("appearances"));
 }
 

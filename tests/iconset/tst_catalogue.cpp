@@ -495,9 +495,17 @@ private slots:
         QTest::newRow("112") << ImageCategory(112, u"iPad, iOS 6 and older"_s, u"ipad"_s)
                              << "ipad 50x50 1x; ipad 50x50 2x; ipad 72x72 1x; ipad 72x72 2x";
         QTest::newRow("121") << ImageCategory(121, u"App Store"_s, u"ios-marketing"_s)
-                             << "ios-marketing 1024x1024 1x";
+                             << "ios-marketing 1024x1024 1x opaque";
         QTest::newRow("131") << ImageCategory(131, u"iOS single size, Xcode 14 and later"_s, u"universal"_s)
-                             << "universal ios 1024x1024";
+                             << "universal ios 1024x1024 opaque";
+        // Only the default appearance is a store icon; dark and tinted keep their alpha.
+        QTest::newRow("132")
+            << ImageCategory(132, u"iOS single size with dark and tinted, Xcode 16 and later"_s,
+                             u"universal"_s)
+            << "universal ios 1024x1024 opaque; universal ios 1024x1024; universal ios 1024x1024";
+        QTest::newRow("302") << ImageCategory(302, u"watchOS single size, Xcode 14 and later"_s,
+                                              u"universal"_s)
+                             << "universal watchos 1024x1024 opaque";
         QTest::newRow("201")
             << ImageCategory(201, u"Mac"_s, u"mac"_s)
             << "mac 16x16 1x; mac 16x16 2x; mac 32x32 1x; mac 32x32 2x; mac 128x128 1x; mac 128x128 2x; "
@@ -512,14 +520,14 @@ private slots:
                "watch 54x54 2x appLauncher 49mm; watch 86x86 2x quickLook 38mm; "
                "watch 98x98 2x quickLook 42mm; watch 108x108 2x quickLook 44mm; "
                "watch 117x117 2x quickLook 45mm; watch 129x129 2x quickLook 49mm; "
-               "watch-marketing 1024x1024 1x";
+               "watch-marketing 1024x1024 1x opaque";
         QTest::newRow("401") << ImageCategory(401, u"CarPlay"_s, u"car"_s) << "car 60x60 2x; car 60x60 3x";
         QTest::newRow("501")
             << ImageCategory(501, u"Messages"_s, u"universal"_s)
             << "iphone 29x29 2x; iphone 29x29 3x; iphone 60x45 2x 0.75; iphone 60x45 3x 0.75; ipad 29x29 2x; "
                "ipad 67x50 2x 0.746; ipad 74x55 2x 0.743; universal ios 27x20 2x 0.741; "
                "universal ios 27x20 3x 0.741; universal ios 32x24 2x 0.75; universal ios 32x24 3x 0.75; "
-               "ios-marketing 1024x1024 1x; ios-marketing ios 1024x768 1x 0.75";
+               "ios-marketing 1024x1024 1x opaque; ios-marketing ios 1024x768 1x 0.75 opaque";
     }
 
     void shippedCategory()
@@ -539,6 +547,8 @@ private slots:
             }
             if (size.cropAspect() != 0)
                 parts.append(QString::number(size.cropAspect(), 'g', 3));
+            if (size.needsOpaquePixels())
+                parts.append(u"opaque"_s); // a store icon: written without alpha
             sizes.append(parts.join(QLatin1Char(' ')));
         }
         QTEST(sizes.join(u"; "_s), "sizes");
