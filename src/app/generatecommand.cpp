@@ -177,7 +177,8 @@ QString GenerateCommand::helpText()
         "Renders every icon file of the chosen categories from the image SOURCE.\n"
         "\n"
         "  -x, --xcode DIR        write the PNG files into the Xcode icon-set folder DIR, whose\n"
-        "                         name ends in .appiconset (e.g. Assets.xcassets/AppIcon.appiconset),\n"
+        "                         name ends in .appiconset (e.g. Assets.xcassets/AppIcon.appiconset;\n"
+        "                         another name only for an empty folder, with a warning),\n"
         "                         and merge their entries into its Contents.json; entries of\n"
         "                         other slots and unknown keys are kept, and files the set\n"
         "                         already names keep their names\n"
@@ -204,7 +205,7 @@ QString GenerateCommand::helpText()
         "Exit codes:\n"
         "  0  success\n"
         "  1  the icon catalogue could not be read\n"
-        "  2  bad options or arguments (an --xcode folder not ending in .appiconset too)\n"
+        "  2  bad options or arguments (a non-empty --xcode folder not named *.appiconset too)\n"
         "  3  the source image is missing or cannot be decoded\n"
         "  4  unknown category\n"
         "  5  the folder does not exist\n"
@@ -264,12 +265,19 @@ int GenerateCommand::run(const QStringList& arguments)
     if (folder.isEmpty())
         return usage(QStringLiteral("the folder must not be empty."));
     // An asset catalogue or a project folder is no icon set: writing into it would put icons and
-    // an "images" list where Xcode does not look for them.
-    if (xcode && !QDir::cleanPath(folder).endsWith(QLatin1String(".appiconset")))
-        return usage(
-            QStringLiteral("--xcode needs an icon-set folder whose name ends in .appiconset, such as "
-                           "Assets.xcassets/AppIcon.appiconset; '%1' is not one.")
-                .arg(folder));
+    // an "images" list where Xcode does not look for them. An empty folder holds nothing to spoil,
+    // so it is written with a warning (build scripts and benchmarks make one to fill).
+    bool unnamedIconSet = false;
+    if (xcode && !QDir::cleanPath(folder).endsWith(QLatin1String(".appiconset"))) {
+        const QDir dir(folder);
+        if (!QFileInfo(folder).isDir() ||
+            !dir.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System))
+            return usage(
+                QStringLiteral("--xcode needs an icon-set folder whose name ends in .appiconset, such as "
+                               "Assets.xcassets/AppIcon.appiconset; '%1' is not one.")
+                    .arg(folder));
+        unnamedIconSet = true;
+    }
     const QString darkSource = parser.value(darkOption);
     const QString tintedSource = parser.value(tintedOption);
     QColor background;
@@ -317,6 +325,10 @@ int GenerateCommand::run(const QStringList& arguments)
         !(tintedImage = loadSource(tintedSource, QStringLiteral("tinted image"), &reason)))
         return report.fail(SourceUnusable, reason);
 
+    if (unnamedIconSet)
+        report.warn(QStringLiteral("'%1' is not named *.appiconset; Xcode reads icons only from such a "
+                                   "folder in an asset catalogue.")
+                        .arg(folder));
     // The window's two questions, as warnings: the user asked for this image by name.
     if (!ImageSuitability::hasProperShape(*image)) {
         const QSize pixels = image->pixelSize();

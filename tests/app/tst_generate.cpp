@@ -120,6 +120,7 @@ private slots:
     void realProjects_data();
     void realProjects();
     void appearancesAndOpaqueIcons();
+    void emptyFolderOfAnotherName();
 
 private:
     QTemporaryDir inputs_;
@@ -600,6 +601,27 @@ void TestGenerate::appearancesAndOpaqueIcons()
                               .convertToFormat(QImage::Format_ARGB32);
     QCOMPARE(tinted.pixel(900, 512), qRgba(62, 62, 62, 255));
     QCOMPARE(qAlpha(tinted.pixel(100, 512)), 0);
+}
+
+// An empty folder not named *.appiconset is filled with a warning; once it holds something, the
+// name is required again, as for an asset catalogue.
+void TestGenerate::emptyFolderOfAnotherName()
+{
+    QTemporaryDir temporary;
+    QVERIFY(temporary.isValid());
+    const QString folder = temporary.filePath(QStringLiteral("icons"));
+    QVERIFY(QDir().mkpath(folder));
+
+    Run run = runIconFoundry({"generate", source_, "--xcode", folder, "-c", "121"});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.err.startsWith(
+                 QStringLiteral("iconfoundry generate: warning: '%1' is not named *.appiconset").arg(folder)),
+             qPrintable(run.err));
+    QCOMPARE(QDir(folder).entryList(QDir::Files), (QStringList{"AppIcon-1024.png", "Contents.json"}));
+
+    run = runIconFoundry({"generate", source_, "--xcode", folder, "-c", "121"});
+    QCOMPARE(run.exitCode, 2);
+    QVERIFY2(run.err.contains(QStringLiteral("ends in .appiconset")), qPrintable(run.err));
 }
 
 QTEST_GUILESS_MAIN(TestGenerate)
