@@ -8,7 +8,10 @@
 #include <cstring>
 #include <libdeflate.h>
 #include <new>
+#include <system_error>
+#include <thread>
 #include <vector>
+#include <zlib.h>
 
 namespace iconfoundry {
 
@@ -202,33 +205,136 @@ template <size_t Bpp> Filter chooseFilter(const uint8_t* cur, const uint8_t* pre
     return chosen;
 }
 
-// The image as PNG scanlines: per row a filter byte and the filtered row, Bpp bytes a pixel
-// (3: the alpha byte is left out).
-template <size_t Bpp> void filterImage(const QImage& image, ThreadScratch& s)
+// One row as straight bytes, Bpp a pixel (3: the alpha byte is left out, through wide).
+template <size_t Bpp> void readRow(const QImage& image, int y, uint8_t* out, std::vector<uint8_t>& wide)
 {
-    const size_t width = size_t(image.width());
-    const size_t n = width * Bpp;
-    const int height = image.height();
-    s.filtered.resize((n + 1) * height);
-    s.rows.assign(n * 2, 0);
-    if constexpr (Bpp == 3)
-        s.wide.resize(width * 4);
-    uint8_t* prev = s.rows.data(); // zeros above the first row (Up and Paeth then equal None and Sub)
+    if constexpr (Bpp == 3) {
+        const size_t width = size_t(image.width());
+        wide.resize(width * 4);
+        straightRow(image, y, wide.data());
+        for (size_t x = 0; x < width; ++x)
+            std::memcpy(out + x * 3, wide.data() + x * 4, 3);
+    } else {
+        straightRow(image, y, out);
+    }
+}
+
+// Rows [first, last) of the image as PNG scanlines, each a filter byte and the filtered row,
+// into filtered (which has room for every row). rows and wide are the caller's scratch.
+template <size_t Bpp>
+void filterRows(const QImage& image, int first, int last, uint8_t* filtered, std::vector<uint8_t>& rows,
+                std::vector<uint8_t>& wide)
+{
+    const size_t n = size_t(image.width()) * Bpp;
+    rows.assign(n * 2, 0);
+    uint8_t* prev = rows.data(); // zeros above the first row (Up and Paeth then equal None and Sub)
     uint8_t* cur = prev + n;
-    for (int y = 0; y < height; ++y) {
-        if constexpr (Bpp == 3) {
-            straightRow(image, y, s.wide.data());
-            for (size_t x = 0; x < width; ++x)
-                std::memcpy(cur + x * 3, s.wide.data() + x * 4, 3);
-        } else {
-            straightRow(image, y, cur);
-        }
+    if (first > 0)
+        readRow<Bpp>(image, first - 1, prev, wide);
+    for (int y = first; y < last; ++y) {
+        readRow<Bpp>(image, y, cur, wide);
         const Filter chosen = chooseFilter<Bpp>(cur, prev, n);
-        uint8_t* dst = s.filtered.data() + (n + 1) * y;
+        uint8_t* dst = filtered + (n + 1) * size_t(y);
         dst[0] = chosen;
         applyFilter<Bpp>(chosen, cur, prev, n, dst + 1);
         std::swap(prev, cur);
     }
+}
+
+// Scanlines of at least this many bytes are filtered and compressed in two strips at once.
+constexpr size_t kTwoStripBytes = 1024 * 1024;
+// libdeflate has no way to end a stream without its final block, so the upper strip goes through
+// zlib, which can (a sync flush leaves it byte-aligned and open), and the lower strip through
+// libdeflate, whose final block then ends the stream: the two join into one valid deflate stream,
+// as parallel gzip tools join theirs. zlib is the slower of the two, so it gets the smaller strip.
+constexpr int kUpperStripPercent = 42;
+constexpr int kZlibLevel = 6; // about libdeflate level 7's size on icon artwork
+
+// The zlib stream of the scanlines of image, filtered and compressed in two strips on two threads,
+// into s.packed; returns its length, 0 on failure.
+template <size_t Bpp> size_t compressInTwoStrips(const QImage& image, int level, ThreadScratch& s)
+{
+    const int height = image.height();
+    const size_t rowBytes = size_t(image.width()) * Bpp + 1;
+    const int split = std::max(1, height * kUpperStripPercent / 100);
+    s.filtered.resize(rowBytes * size_t(height));
+    uint8_t* filtered = s.filtered.data();
+
+    std::vector<uint8_t> lower;
+    bool lowerDone = false;
+    std::thread worker([&] {
+        try {
+            std::vector<uint8_t> rows, wide;
+            filterRows<Bpp>(image, split, height, filtered, rows, wide);
+            libdeflate_compressor* compressor = libdeflate_alloc_compressor(level);
+            if (!compressor)
+                return;
+            const size_t length = rowBytes * size_t(height - split);
+            lower.resize(libdeflate_deflate_compress_bound(compressor, length));
+            const size_t packed = libdeflate_deflate_compress(compressor, filtered + rowBytes * size_t(split),
+                                                              length, lower.data(), lower.size());
+            libdeflate_free_compressor(compressor);
+            lower.resize(packed);
+            lowerDone = packed > 0;
+        } catch (const std::bad_alloc&) {
+        }
+    });
+
+    bool upperDone = false;
+    std::vector<uint8_t> upper;
+    try {
+        filterRows<Bpp>(image, 0, split, filtered, s.rows, s.wide);
+        z_stream z{};
+        if (deflateInit2(&z, kZlibLevel, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) == Z_OK) {
+            const uLong length = uLong(rowBytes * size_t(split));
+            upper.resize(deflateBound(&z, length) + 16); // room for the flush marker
+            z.next_in = filtered;
+            z.avail_in = uInt(length);
+            z.next_out = upper.data();
+            z.avail_out = uInt(upper.size());
+            upperDone = deflate(&z, Z_SYNC_FLUSH) == Z_OK && z.avail_in == 0;
+            upper.resize(upper.size() - z.avail_out);
+            deflateEnd(&z);
+        }
+    } catch (const std::bad_alloc&) {
+    }
+    worker.join();
+    if (!upperDone || !lowerDone)
+        return 0;
+
+    // zlib header (deflate, 32 KiB window, default level), both strips, the Adler-32 of it all.
+    const uint32_t check = libdeflate_adler32(1, filtered, s.filtered.size());
+    s.packed.resize(2 + upper.size() + lower.size() + 4);
+    uint8_t* out = s.packed.data();
+    *out++ = 0x78;
+    *out++ = 0x9c;
+    out = std::copy(upper.begin(), upper.end(), out);
+    out = std::copy(lower.begin(), lower.end(), out);
+    for (int shift = 24; shift >= 0; shift -= 8)
+        *out++ = uint8_t(check >> shift);
+    return s.packed.size();
+}
+
+// The zlib stream of the scanlines of image into s.packed; returns its length, 0 on failure.
+template <size_t Bpp> size_t compressScanlines(const QImage& image, int level, ThreadScratch& s)
+{
+    const size_t bytes = (size_t(image.width()) * Bpp + 1) * size_t(image.height());
+    if (bytes >= kTwoStripBytes && image.height() >= 2 && std::thread::hardware_concurrency() > 1) {
+        size_t packed = 0;
+        try {
+            packed = compressInTwoStrips<Bpp>(image, level, s);
+        } catch (const std::system_error&) { // no second thread to be had
+        }
+        if (packed)
+            return packed;
+    }
+    libdeflate_compressor* compressor = s.compressor(level);
+    if (!compressor)
+        return 0;
+    s.filtered.resize(bytes);
+    filterRows<Bpp>(image, 0, image.height(), s.filtered.data(), s.rows, s.wide);
+    s.packed.resize(libdeflate_zlib_compress_bound(compressor, bytes));
+    return libdeflate_zlib_compress(compressor, s.filtered.data(), bytes, s.packed.data(), s.packed.size());
 }
 
 void putU32(QByteArray& out, uint32_t v)
@@ -270,18 +376,9 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel, Channels
             if (image.isNull())
                 return {};
         }
-        libdeflate_compressor* compressor = scratch.compressor(level);
-        if (!compressor)
-            return {};
         const bool rgb = channels == Channels::Rgb;
-        if (rgb)
-            filterImage<3>(image, scratch);
-        else
-            filterImage<4>(image, scratch);
-        scratch.packed.resize(libdeflate_zlib_compress_bound(compressor, scratch.filtered.size()));
         const size_t packed =
-            libdeflate_zlib_compress(compressor, scratch.filtered.data(), scratch.filtered.size(),
-                                     scratch.packed.data(), scratch.packed.size());
+            rgb ? compressScanlines<3>(image, level, scratch) : compressScanlines<4>(image, level, scratch);
         if (packed == 0)
             return {};
 
