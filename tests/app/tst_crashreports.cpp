@@ -33,6 +33,11 @@ QProcessEnvironment appEnvironment(const QString& home, const QString& crashKind
     env.remove(QStringLiteral("ICONFOUNDRY_RESOURCE_DIR"));
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     env.insert(QStringLiteral("ICONFOUNDRY_LOG_JOURNAL"), QStringLiteral("0"));
+    // In a sanitizer build the program's own handler must see the fault, not AddressSanitizer's.
+    const QString sanitizer = env.value(QStringLiteral("ASAN_OPTIONS"));
+    env.insert(QStringLiteral("ASAN_OPTIONS"), sanitizer.isEmpty()
+                                                   ? QStringLiteral("handle_segv=0")
+                                                   : sanitizer + QStringLiteral(":handle_segv=0"));
     env.insert(QStringLiteral("XDG_STATE_HOME"), home + QStringLiteral("/state"));
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/config"));
     if (crashKind.isEmpty())
