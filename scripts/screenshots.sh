@@ -26,11 +26,12 @@ main=$(wait_for_window "IconFoundry")
 xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
 shoot "$main" main-window.png
 
-# The Save to Xcode flow into an icon set that already holds icons: the instructions alert, then
-# (after the folder dialog) the replace question.
+# The Save to Xcode flow into an icon set of the current Xcode template (one size, dark, tinted):
+# the instructions alert, then (after the folder dialog) the question whether to fill the set's
+# own slots or the ticked ones.
 project=$home/MyApp/Assets.xcassets/AppIcon.appiconset
 mkdir -p "$project"
-"$exe" generate --quiet --xcode "$project" "$sample"
+"$exe" generate --quiet --xcode "$project" --category 132 "$sample"
 xdotool key --window "$main" ctrl+alt+s   # File > Save to Xcode…
 sleep 1.5
 import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-instructions.png"
@@ -45,8 +46,8 @@ xdotool key --delay 150 ctrl+a ctrl+v
 sleep 0.5
 xdotool key Return
 sleep 1.5
-import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-replace.png"
-echo "screenshots: wrote docs/screenshots/save-to-xcode-replace.png"
+import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-slots.png"
+echo "screenshots: wrote docs/screenshots/save-to-xcode-slots.png"
 xdotool key Escape
 sleep 0.5
 

@@ -157,6 +157,17 @@ QString Defaults::installIdentifier()
     return identifier;
 }
 
+QString Defaults::iconBackgroundColour() const
+{
+    return settings_->value(IconBackgroundColourKey).toString();
+}
+
+void Defaults::setIconBackgroundColour(const QString& colour)
+{
+    settings_->setValue(IconBackgroundColourKey, colour);
+    settings_->sync();
+}
+
 bool Defaults::synchronize()
 {
     settings_->sync();
