@@ -46,10 +46,9 @@ bool IconSetPlan::make(ImageProcessor& processor, const QString& folder, bool ic
     std::vector<JsonNode> images;
     if (iconSet && !ContentsJSONProcessor::readImages(folder, images, error))
         return false;
-    if (!images.empty()) {
+    if (categories.isEmpty() && !images.empty()) {
         const IconSetSlots::Plan own = IconSetSlots::slotsOfSet(images, processor.allImageSizes());
-        plan.setSlots_ = own.sizes;
-        if (categories.isEmpty() && (!own.sizes.isEmpty() || !own.skipped.isEmpty())) {
+        if (!own.sizes.isEmpty() || !own.skipped.isEmpty()) {
             plan.slotsFrom_ = SlotsFrom::IconSet;
             plan.sizes_ = own.sizes;
             plan.skipped_ = own.skipped;

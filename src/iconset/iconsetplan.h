@@ -65,9 +65,6 @@ public:
     const QList<ImageSize>& sizes() const { return sizes_; }
     // Entries of the set left as they are, one line each saying why.
     const QStringList& skipped() const { return skipped_; }
-    // The set's own slots (when it has any), whatever the categories asked for; empty for a new
-    // or empty set and for a plain folder.
-    const QList<ImageSize>& setSlots() const { return setSlots_; }
 
     // The sizes of each appearance.
     QList<ImageSize> mainSizes() const;
@@ -109,7 +106,6 @@ private:
     QList<ImageCategory> categories_;
     QList<ImageSize> sizes_;
     QStringList skipped_;
-    QList<ImageSize> setSlots_;
     QStringList files_;
     QHash<QString, QSize> pixels_;
     QStringList existingFiles_;

@@ -57,9 +57,10 @@ AppearanceWells::AppearanceWells(QWidget* parent) : QWidget(parent)
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setHorizontalSpacing(10);
     grid->setVerticalSpacing(2);
-    dark_ = addWell(0, "MainWindow.Wells.Dark", "MainWindow.Wells.Dark.ToolTip");
-    tinted_ = addWell(1, "MainWindow.Wells.Tinted", "MainWindow.Wells.Tinted.ToolTip");
-    background_ = addWell(2, "MainWindow.Wells.Background", "MainWindow.Wells.Background.ToolTip");
+    dark_ = addWell(0, Texts::text("MainWindow.Wells.Dark"), Texts::text("MainWindow.Wells.Dark.ToolTip"));
+    tinted_ =
+        addWell(1, Texts::text("MainWindow.Wells.Tinted"), Texts::text("MainWindow.Wells.Tinted.ToolTip"));
+    background_ = addWell(2, Texts::text("MainWindow.Wells.Background"), QString());
     grid->setColumnStretch(3, 1);
 
     connect(dark_, &QToolButton::clicked, this, &AppearanceWells::chooseDarkImage);
@@ -80,43 +81,43 @@ AppearanceWells::AppearanceWells(QWidget* parent) : QWidget(parent)
     setBackgroundColour(Qt::white);
 }
 
-QToolButton* AppearanceWells::addWell(int column, const char* captionKey, const char* toolTipKey)
+QToolButton* AppearanceWells::addWell(int column, const QString& caption, const QString& toolTip)
 {
     auto* grid = static_cast<QGridLayout*>(layout());
     auto* well = new QToolButton(this);
     well->setAutoRaise(true);
     well->setIconSize(QSize(kWellSide, kWellSide));
-    well->setToolTip(Texts::text(toolTipKey));
-    well->setAccessibleName(Texts::text(captionKey));
-    auto* caption = new QLabel(Texts::text(captionKey), this);
-    caption->setAlignment(Qt::AlignHCenter);
-    QFont small = caption->font();
+    well->setToolTip(toolTip);
+    well->setAccessibleName(caption);
+    auto* label = new QLabel(caption, this);
+    label->setAlignment(Qt::AlignHCenter);
+    QFont small = label->font();
     small.setPointSizeF(small.pointSizeF() * 0.85);
-    caption->setFont(small);
-    QPalette palette = caption->palette();
+    label->setFont(small);
+    QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));
-    caption->setPalette(palette);
+    label->setPalette(palette);
     grid->addWidget(well, 0, column, Qt::AlignHCenter);
-    grid->addWidget(caption, 1, column, Qt::AlignHCenter);
+    grid->addWidget(label, 1, column, Qt::AlignHCenter);
     return well;
 }
 
-void AppearanceWells::showImage(QToolButton* well, const ImagePtr& image, const char* emptyKey)
+void AppearanceWells::showImage(QToolButton* well, const ImagePtr& image, const QString& emptyText)
 {
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.75);
     const QImage picture = image ? image->bitmap() : QImage();
-    well->setIcon(QIcon(wellPicture(picture, QColor(), Texts::text(emptyKey), small)));
+    well->setIcon(QIcon(wellPicture(picture, QColor(), emptyText, small)));
 }
 
 void AppearanceWells::setDarkImage(const ImagePtr& image)
 {
-    showImage(dark_, image, "MainWindow.Wells.Dark.Empty");
+    showImage(dark_, image, Texts::text("MainWindow.Wells.Dark.Empty"));
 }
 
 void AppearanceWells::setTintedImage(const ImagePtr& image)
 {
-    showImage(tinted_, image, "MainWindow.Wells.Tinted.Empty");
+    showImage(tinted_, image, Texts::text("MainWindow.Wells.Tinted.Empty"));
 }
 
 void AppearanceWells::setBackgroundColour(const QColor& colour)

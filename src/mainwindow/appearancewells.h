@@ -39,8 +39,8 @@ signals:
     void chooseBackgroundColour();
 
 private:
-    QToolButton* addWell(int column, const char* captionKey, const char* toolTipKey);
-    void showImage(QToolButton* well, const ImagePtr& image, const char* emptyKey);
+    QToolButton* addWell(int column, const QString& caption, const QString& toolTip);
+    void showImage(QToolButton* well, const ImagePtr& image, const QString& emptyText);
 
     QToolButton* dark_ = nullptr;
     QToolButton* tinted_ = nullptr;

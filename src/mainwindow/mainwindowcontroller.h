@@ -245,7 +245,7 @@ private:
     QString describeIconSetSave(const QUrl& url, const IconSetPlan& plan) const;
     QString opaqueNote(const IconSetPlan& plan) const;
     // Loads the image of an appearance from a file chosen in the open panel.
-    void chooseAppearanceImage(const char* titleKey, std::function<void(const ImagePtr&)> chosen);
+    void chooseAppearanceImage(const QString& title, std::function<void(const ImagePtr&)> chosen);
     void createAppearanceMenu();
     // Asks for one folder with a panel titled panelTitle and hands it to chosen.
     void chooseFolder(const QString& panelTitle, bool intoPackages, std::function<void(const QUrl&)> chosen);

@@ -22,18 +22,22 @@ void MainWindowController::createAppearanceMenu()
     // draws from. A menu of their own would move the Window menu the user knows.
     QMenu* menu = ui_->menuFile;
     QAction* before = ui_->actionSaveDocument;
-    const auto add = [this, menu, before](const char* key, void (MainWindowController::*slot)()) {
-        auto* action = new QAction(Texts::text(key), menu);
+    const auto add = [this, menu, before](const QString& text, void (MainWindowController::*slot)()) {
+        auto* action = new QAction(text, menu);
         connect(action, &QAction::triggered, this, slot);
         menu->insertAction(before, action);
         return action;
     };
-    chooseDarkImageAction_ = add("Menu.File.ChooseDarkImage", &MainWindowController::chooseDarkImage);
-    clearDarkImageAction_ = add("Menu.File.ClearDarkImage", &MainWindowController::clearDarkImage);
-    chooseTintedImageAction_ = add("Menu.File.ChooseTintedImage", &MainWindowController::chooseTintedImage);
-    tintedFromSourceAction_ = add("Menu.File.TintedFromSource", &MainWindowController::useTintedFromSource);
+    chooseDarkImageAction_ =
+        add(Texts::text("Menu.File.ChooseDarkImage"), &MainWindowController::chooseDarkImage);
+    clearDarkImageAction_ =
+        add(Texts::text("Menu.File.ClearDarkImage"), &MainWindowController::clearDarkImage);
+    chooseTintedImageAction_ =
+        add(Texts::text("Menu.File.ChooseTintedImage"), &MainWindowController::chooseTintedImage);
+    tintedFromSourceAction_ =
+        add(Texts::text("Menu.File.TintedFromSource"), &MainWindowController::useTintedFromSource);
     chooseBackgroundColourAction_ =
-        add("Menu.File.BackgroundColour", &MainWindowController::chooseBackgroundColour);
+        add(Texts::text("Menu.File.BackgroundColour"), &MainWindowController::chooseBackgroundColour);
     menu->insertSeparator(before);
 }
 
@@ -68,7 +72,7 @@ void MainWindowController::setBackgroundColour(const QColor& colour)
 void MainWindowController::chooseDarkImage()
 {
     QPointer<MainWindowController> self(this);
-    chooseAppearanceImage("OpenImage.Panel.DarkTitle", [self](const ImagePtr& image) {
+    chooseAppearanceImage(Texts::text("OpenImage.Panel.DarkTitle"), [self](const ImagePtr& image) {
         if (self)
             self->setDarkImage(image);
     });
@@ -77,19 +81,19 @@ void MainWindowController::chooseDarkImage()
 void MainWindowController::chooseTintedImage()
 {
     QPointer<MainWindowController> self(this);
-    chooseAppearanceImage("OpenImage.Panel.TintedTitle", [self](const ImagePtr& image) {
+    chooseAppearanceImage(Texts::text("OpenImage.Panel.TintedTitle"), [self](const ImagePtr& image) {
         if (self)
             self->setTintedImage(image);
     });
 }
 
-void MainWindowController::chooseAppearanceImage(const char* titleKey,
+void MainWindowController::chooseAppearanceImage(const QString& title,
                                                  std::function<void(const ImagePtr&)> chosen)
 {
     OpenPanelOptions options;
     options.allowedFileTypes = PanelPresenter::readableImageFileTypes();
     options.allowedFileTypesDescription = Texts::text("OpenImage.Panel.FileTypes");
-    options.title = Texts::text(titleKey);
+    options.title = title;
     options.parent = window();
     QPointer<MainWindowController> self(this);
     PanelPresenter::shared().beginOpenPanel(options, [self, chosen](int response, const QList<QUrl>& urls) {
