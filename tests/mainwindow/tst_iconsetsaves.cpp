@@ -76,6 +76,7 @@ private slots:
     void savesIntoProjectSets_data();
     void savesIntoProjectSets();
     void appStoreIconIsOpaqueOverTheChosenColour();
+    void brokenContentsJSONWritesNothing();
     void backgroundColourIsKept_data();
     void backgroundColourIsKept();
     void appearanceImagesFromTheMenu();
@@ -134,6 +135,11 @@ void TestIconSetSaves::savesIntoProjectSets_data()
     QTest::newRow("React Native set, only iPhone ticked")
         << "react-native.appiconset" << QList<qint64>{101} << true << QList<int>{kFillItsSlots}
         << QStringList{"This icon set already has 9 slots."}
+        << QStringList{"Icon-40.png",  "Icon-60.png",  "Icon-58.png",  "Icon-87.png",  "Icon-80.png",
+                       "Icon-120.png", "Icon-120.png", "Icon-180.png", "Icon-1024.png"}
+        << "Filled the 9 slots of the icon set in %1: 8 files, 8 of them refreshed.";
+    QTest::newRow("React Native set, nothing ticked: its slots without a question")
+        << "react-native.appiconset" << QList<qint64>{} << true << QList<int>{} << QStringList{}
         << QStringList{"Icon-40.png",  "Icon-60.png",  "Icon-58.png",  "Icon-87.png",  "Icon-80.png",
                        "Icon-120.png", "Icon-120.png", "Icon-180.png", "Icon-1024.png"}
         << "Filled the 9 slots of the icon set in %1: 8 files, 8 of them refreshed.";
@@ -247,6 +253,34 @@ void TestIconSetSaves::appStoreIconIsOpaqueOverTheChosenColour()
                                               "lie over #0a141e in: ")
                                    .arg(iconSet)),
              qPrintable(status));
+}
+
+// A Contents.json that cannot be merged into is reported before any icon is written; Retry reads
+// it again.
+void TestIconSetSaves::brokenContentsJSONWritesNothing()
+{
+    open(writeImage(path(QStringLiteral("source.png")), 1024, 1024, QColor(0, 255, 0)));
+    controller_->setSelectedImageCategores(categoriesWithIds({121}));
+    const QString iconSet = path(QStringLiteral("AppIcon.appiconset"));
+    QVERIFY(QDir().mkpath(iconSet));
+    QFile file(QDir(iconSet).filePath("Contents.json"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"images\": [") > 0);
+    file.close();
+
+    ScopedAlertPresenter alerts;
+    alerts->answers = {Alert::FirstButtonReturn, Alert::SecondButtonReturn}; // Retry, then Cancel
+    ScopedPanelPresenter panel;
+    panel->response = OpenPanelOptions::OKResponse;
+    panel->urls = {QUrl::fromLocalFile(iconSet)};
+    controller_->saveDocumentToXcode();
+    QTRY_VERIFY(!controller_->isWriting());
+
+    QCOMPARE(messages(alerts->alerts),
+             (QStringList{"Contents.json could not be saved.", "Contents.json could not be saved."}));
+    QCOMPARE(alerts->alerts.first().style, Alert::Style::Critical);
+    QCOMPARE(alerts->alerts.first().buttonTitles, (QStringList{"Retry", "Cancel"}));
+    QCOMPARE(namesIn(iconSet), QStringList{"Contents.json"});
+    QVERIFY(controller_->xcodeIconSetURL().isEmpty());
 }
 
 void TestIconSetSaves::backgroundColourIsKept_data()
