@@ -25,6 +25,7 @@ public:
         QByteArray location;    // for redirects
         bool withLength = true; // false: the body ends when the connection closes
         bool never = false;     // accept the request and never answer
+        QByteArray contentType = "application/json";
     };
 
     FeedServer()
@@ -41,7 +42,7 @@ public:
     {
         return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(server_.serverPort()).arg(path));
     }
-    int requests() const { return requests_; }
+    int requests(const QByteArray& path) const { return requestsByPath_.value(path); }
 
 private:
     void serve(QTcpSocket* socket)
@@ -51,8 +52,8 @@ private:
             request->append(socket->readAll());
             if (!request->contains("\r\n\r\n"))
                 return;
-            ++requests_;
             const QByteArray path = request->split(' ').value(1);
+            ++requestsByPath_[path];
             const Reply reply = routes_.value(path, Reply{404, "not here", {}});
             if (reply.never) {
                 held_.append(socket);
@@ -63,7 +64,7 @@ private:
                 head += "Location: " + reply.location + "\r\n";
             if (reply.withLength)
                 head += "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n";
-            head += "Content-Type: application/json\r\nConnection: close\r\n\r\n";
+            head += "Content-Type: " + reply.contentType + "\r\nConnection: close\r\n\r\n";
             socket->write(head + reply.body);
             socket->disconnectFromHost();
         });
@@ -73,7 +74,7 @@ private:
     QTcpServer server_;
     QHash<QByteArray, Reply> routes_;
     QList<QPointer<QTcpSocket>> held_;
-    int requests_ = 0;
+    QHash<QByteArray, int> requestsByPath_;
 };
 
 } // namespace iconfoundry::test
