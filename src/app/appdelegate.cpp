@@ -1,5 +1,8 @@
 #include "app/appdelegate.h"
 
+#include "announcementfeed/announcementservice.h"
+#include "announcements/announcementhistorywindowcontroller.h"
+#include "announcements/announcementwindowcontroller.h"
 #include "app/editmenutrimmer.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/imageprocessor.h"
@@ -23,6 +26,7 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
 #include <QUrl>
 
 namespace iconfoundry {
@@ -74,8 +78,7 @@ void AppDelegate::applicationDidFinishLaunching()
     // From here on a crash still gets what was logged before it into the file.
     Log::installFatalSignalFlush();
 
-    // The announcement service is created here, between the loggers and the processors, once
-    // announcements are part of the application.
+    announcementService_ = std::make_unique<AnnouncementService>();
 
     // The processors. The catalogue loads on first use, so start-up does not wait for it.
     contentsJSONProcessor_ = std::make_unique<ContentsJSONProcessor>();
@@ -91,13 +94,90 @@ void AppDelegate::applicationDidFinishLaunching()
     // The Edit menu, and the Window menu that opens the previews.
     EditMenuTrimmer::trimEditMenu(controller->window()->menuBar());
     installWindowMenu(controller->window()->menuBar());
+    installHelpMenu(controller->window()->menuBar());
 
     // Mirror every accepted source image.
     SourceImageNotificationCenter::defaultCenter().addObserver(
         this, [this](const ImagePtr& image) { newSourceImage(image); });
 
-    // The launch announcement check starts here, without being waited for, once announcements
-    // are part of the application.
+    // The launch announcement: the feed loads on the thread pool and start-up goes on at once.
+    announcementService_->setAppVersion(Bundle::shortVersion());
+    announcementService_->loadEnvironmentDataFromPath(
+        Bundle::pathForResource(QStringLiteral("Environment"), QStringLiteral("plist")));
+    if (const QString address = qEnvironmentVariable(AnnouncementsURLVariable); !address.isEmpty()) {
+        QVariantMap environment = announcementService_->environmentData();
+        environment.insert(QString::fromLatin1(AnnouncementService::AnnouncementsURLKey), address);
+        announcementService_->setEnvironmentData(environment);
+    }
+    QPointer<AppDelegate> self(this);
+    announcementService_->loadDataWithCompletionHandler([self](qint64 count, const std::optional<Error>&) {
+        // The choice marks the announcement seen in the user defaults and the window is a widget:
+        // both belong to the main thread, so the whole answer is handled there. A delegate gone by
+        // then drops it.
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app)
+            return;
+        QMetaObject::invokeMethod(
+            app,
+            [self, count] {
+                if (self)
+                    self->announcementsDidLoad(count);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void AppDelegate::announcementsDidLoad(qint64 count)
+{
+    if (count > 0) {
+        if (AnnouncementPtr next = announcementService_->nextAnnouncementToDisplay()) {
+            AnnouncementWindowController* controller = announcementWindowController();
+            controller->setAnnouncement(next);
+            // A window built by an earlier showing shows the new announcement too.
+            if (controller->isWindowLoaded())
+                controller->refreshView();
+            controller->showWindow();
+        }
+    }
+    emit announcementsLoaded(count);
+}
+
+AnnouncementWindowController* AppDelegate::announcementWindowController()
+{
+    if (!announcementWindowController_) {
+        announcementWindowController_ = std::make_unique<AnnouncementWindowController>();
+        announcementWindowController_->setAnnouncementService(announcementService_.get());
+    }
+    return announcementWindowController_.get();
+}
+
+AnnouncementHistoryWindowController* AppDelegate::announcementHistoryWindowController()
+{
+    if (!announcementHistoryWindowController_) {
+        announcementHistoryWindowController_ = std::make_unique<AnnouncementHistoryWindowController>();
+        announcementHistoryWindowController_->setAnnouncementService(announcementService_.get());
+    }
+    return announcementHistoryWindowController_.get();
+}
+
+void AppDelegate::showAnnouncementsWindow()
+{
+    announcementHistoryWindowController()->showWindow();
+}
+
+QMenu* AppDelegate::installHelpMenu(QMenuBar* menuBar)
+{
+    if (!menuBar)
+        return nullptr;
+    auto* menu = menuBar->findChild<QMenu*>(QStringLiteral("menuHelp"));
+    if (!menu) {
+        menu = menuBar->addMenu(Texts::text("Menu.Help"));
+        menu->setObjectName(QStringLiteral("menuHelp"));
+    }
+    QAction* action = menu->addAction(Texts::text("Menu.Help.Announcements"));
+    action->setObjectName(QStringLiteral("showAnnouncementsWindow"));
+    connect(action, &QAction::triggered, this, &AppDelegate::showAnnouncementsWindow);
+    return menu;
 }
 
 void AppDelegate::applicationWillTerminate()

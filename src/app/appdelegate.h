@@ -11,6 +11,9 @@ class QMenuBar;
 
 namespace iconfoundry {
 
+class AnnouncementHistoryWindowController;
+class AnnouncementService;
+class AnnouncementWindowController;
 class ContentsJSONProcessor;
 class FileLogger;
 class ImageProcessor;
@@ -31,6 +34,9 @@ class PhoneScreenWindowController;
 //   controller, which holds them by plain pointer.
 // - Owns the three preview window controllers, each created by its show action on first use and
 //   kept for the rest of the run.
+// - Owns the announcement service and the two announcement window controllers, which are created
+//   on first access and kept. The feed loads in the background at launch; launch never waits for
+//   it, and the web engine starts only when an announcement window is first shown.
 // - Main thread only.
 class AppDelegate : public QObject
 {
@@ -40,8 +46,9 @@ public:
     explicit AppDelegate(QObject* parent = nullptr);
     ~AppDelegate() override;
 
-    // The start-up sequence, once: loggers (system log, console, rolling files), processors, the
-    // main window (shown), the Edit menu, the observer of new source images.
+    // The start-up sequence, once: loggers (system log, console, rolling files), the announcement
+    // service, processors, the main window (shown), the Edit menu, the observer of new source
+    // images, and last the announcement load, not waited for.
     void applicationDidFinishLaunching();
     // Removes this delegate's observers.
     void applicationWillTerminate();
@@ -65,6 +72,13 @@ public:
     // The Window menu with the three preview actions, named after them; found by its object name
     // "menuWindow" when the main window's layout has one, else added to the menu bar.
     QMenu* installWindowMenu(QMenuBar* menuBar);
+    // Menu action of the Help menu: the announcement history.
+    void showAnnouncementsWindow();
+    // The Help menu with showAnnouncementsWindow; "menuHelp" when the layout has one, else added.
+    QMenu* installHelpMenu(QMenuBar* menuBar);
+    // The end of the launch's announcement load, on the main thread: with a count above 0, the
+    // service's choice (if any) is shown in the announcement window.
+    void announcementsDidLoad(qint64 count);
 
     MainWindowController* mainWindowController();
     // The preview controllers; null until first shown.
@@ -77,6 +91,10 @@ public:
     {
         return messagesScreenWindowController_.get();
     }
+    AnnouncementService* announcementService() const { return announcementService_.get(); }
+    // Created on first access, given the service, kept for the run.
+    AnnouncementWindowController* announcementWindowController();
+    AnnouncementHistoryWindowController* announcementHistoryWindowController();
     ImagePtr sourceImage() const { return sourceImage_; }
     void setSourceImage(const ImagePtr& image) { sourceImage_ = image; }
     ImageProcessor* imageProcessor() const { return imageProcessor_.get(); }
@@ -88,12 +106,20 @@ public:
     const std::shared_ptr<Logger>& systemLogger() const { return systemLogger_; }
     void setSystemLogger(std::shared_ptr<Logger> logger) { systemLogger_ = std::move(logger); }
 
+    // Replaces the feed address of the "Environment" resource when set and not empty.
+    static constexpr char AnnouncementsURLVariable[] = "ICONFOUNDRY_ANNOUNCEMENTS_URL";
+
+signals:
+    // After announcementsDidLoad() has handled a finished load.
+    void announcementsLoaded(qint64 count);
+
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     std::shared_ptr<Logger> systemLogger_;
     std::shared_ptr<FileLogger> fileLogger_;
+    std::unique_ptr<AnnouncementService> announcementService_;
     std::unique_ptr<ContentsJSONProcessor> contentsJSONProcessor_;
     std::unique_ptr<ImageProcessor> imageProcessor_;
     // Declared last so it goes first: it points at the processors.
@@ -101,6 +127,9 @@ private:
     std::unique_ptr<PhoneScreenWindowController> phoneScreenWindowController_;
     std::unique_ptr<PadScreenWindowController> padScreenWindowController_;
     std::unique_ptr<MessagesScreenWindowController> messagesScreenWindowController_;
+    // Declared after the service they point at, so they go first.
+    std::unique_ptr<AnnouncementWindowController> announcementWindowController_;
+    std::unique_ptr<AnnouncementHistoryWindowController> announcementHistoryWindowController_;
     ImagePtr sourceImage_;
 };
 
