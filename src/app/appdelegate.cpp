@@ -27,6 +27,8 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QPointer>
+#include <QTimer>
+#include <QWindow>
 #include <QUrl>
 
 namespace iconfoundry {
@@ -35,6 +37,8 @@ namespace {
 
 constexpr double kLogRollingFrequencySeconds = 86400; // one file per day
 constexpr unsigned long kMaximumNumberOfLogFiles = 7; // a week of logs
+// How often a loaded announcement looks again whether the main window is on screen yet.
+constexpr int kAnnouncementRetryMilliseconds = 50;
 
 // Creates the preview controller on first use; every show hands over the current image, so a
 // window reopened after the image changed while it was closed shows the new one.
@@ -129,6 +133,13 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::announcementsDidLoad(qint64 count)
 {
+    // Starting the web engine takes the main thread for a while: the main window goes on screen
+    // first, so a quick feed never delays it.
+    QWidget* main = mainWindowController_ ? mainWindowController_->window() : nullptr;
+    if (main && main->isVisible() && !(main->windowHandle() && main->windowHandle()->isExposed())) {
+        QTimer::singleShot(kAnnouncementRetryMilliseconds, this, [this, count] { announcementsDidLoad(count); });
+        return;
+    }
     if (count > 0) {
         if (AnnouncementPtr next = announcementService_->nextAnnouncementToDisplay()) {
             AnnouncementWindowController* controller = announcementWindowController();
