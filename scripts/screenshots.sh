@@ -47,11 +47,37 @@ shoot()
 }
 
 # The log goes to the console too; keep it out of the way.
-"$exe" "$sample" 2>"$home/app.log" &
+# From the new user's home, where the folder dialogs start.
+(cd "$home" && exec "$exe" "$sample" 2>"$home/app.log") &
 app=$!
 main=$(wait_for_window "IconFoundry")
-xdotool windowsize "$main" 900 600 windowmove "$main" 0 0
+xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
 shoot "$main" main-window.png
+
+# The Save to Xcode flow into an icon set that already holds icons: the instructions alert, then
+# (after the folder dialog) the replace question.
+project=$home/MyApp/Assets.xcassets/AppIcon.appiconset
+mkdir -p "$project"
+"$exe" generate --quiet --xcode "$project" "$sample"
+xdotool key --window "$main" ctrl+alt+s   # File > Save to Xcode…
+sleep 1.5
+import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-instructions.png"
+echo "screenshots: wrote docs/screenshots/save-to-xcode-instructions.png"
+xdotool key Return
+sleep 1.5
+# The folder dialog's name field has the focus. The path is pasted: typed, the field's completer
+# swallows a key now and then.
+printf '%s' "$project" | xclip -selection clipboard
+sleep 0.3
+xdotool key --delay 150 ctrl+a ctrl+v
+sleep 0.5
+xdotool key Return
+sleep 1.5
+import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-replace.png"
+echo "screenshots: wrote docs/screenshots/save-to-xcode-replace.png"
+xdotool key Escape
+sleep 0.5
+
 
 # A preview window: Window > Phone Preview (the menu has no mnemonic; it is opened with a click on
 # its title, the third in the menu bar, and its first item is chosen from the keyboard).
@@ -62,10 +88,5 @@ preview=$(wait_for_window "Phone Preview")
 xdotool windowmove "$preview" 0 0
 shoot "$preview" preview-window.png
 
-# --- The Save to Xcode flow (to be filled in once the window saves icon sets) ---
-# Ask for Save to Xcode and take the folder dialog with an icon-set folder chosen:
-#   project=$home/MyApp/Assets.xcassets/AppIcon.appiconset && mkdir -p "$project"
-#   xdotool key --window "$main" ctrl+alt+s               # File > Save to Xcode…
-#   dialog=$(wait_for_window "Save to Xcode")              # the dialog's title
-#   xdotool type --window "$dialog" "$project"
-#   shoot "$dialog" save-to-xcode.png
+# The drop highlight and the progress window are drawn by the window tests, which can keep their
+# pictures: ICONFOUNDRY_SCREENSHOT_DIR=docs/screenshots ctest --test-dir build -R "clipboard|saveflows"

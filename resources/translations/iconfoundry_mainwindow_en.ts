@@ -219,6 +219,10 @@ Do you want to replace these entries?</translation>
         <source>Copied %1 icons.</source>
         <translation>Copied %1 icons.</translation>
     </message>
+    <message id="MainWindow.Status.Saved">
+        <source>Saved %1 icon files to %2.</source>
+        <translation>Saved %1 icon files to %2.</translation>
+    </message>
     <message id="MainWindow.Status.DropUnreadable">
         <source>The dropped item is not an image that can be read: %1</source>
         <translation>The dropped item is not an image that can be read: %1</translation>

@@ -28,9 +28,11 @@ namespace iconfoundry {
 
 namespace {
 
-// One line per item, each after a bullet: what the replace questions list.
-QString bulletList(const QStringList& items)
+// One line per item, each after a bullet: what the replace questions list. A file that several
+// sets share (the iPhone's and the iPad's AppIcon-20@2x.png) is one file on disk, listed once.
+QString bulletList(QStringList items)
 {
+    items.removeDuplicates();
     QString list;
     for (const QString& item : items)
         list += QStringLiteral("\u2022%1\n").arg(item);
@@ -207,7 +209,19 @@ void MainWindowController::saveImageFilesToURL(const QUrl& url, std::function<vo
 void MainWindowController::saveImageFilesUnconditionallyToURL(const QUrl& url,
                                                               std::function<void(bool)> completion)
 {
-    writeIconFiles(url, selectedImageCategories(), std::move(completion));
+    // A save that asks nothing would otherwise pass without a sign: the status bar says where the
+    // icons went.
+    const QList<ImageCategory> categories = selectedImageCategories();
+    const qsizetype files = iconFileURLs(QString(), categories).size();
+    QPointer<MainWindowController> self(this);
+    writeIconFiles(url, categories, [self, url, files, completion = std::move(completion)](bool saved) {
+        if (self && saved)
+            self->showStatusMessage(Texts::text("MainWindow.Status.Saved")
+                                        .arg(files)
+                                        .arg(QDir::toNativeSeparators(url.toLocalFile())));
+        if (completion)
+            completion(saved);
+    });
 }
 
 QFuture<MainWindowController::WriteResult>

@@ -5,6 +5,7 @@
 #include <QCheckBox>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTextDocument>
 
 namespace iconfoundry {
 
@@ -42,10 +43,11 @@ void MessageBoxAlertPresenter::beginAlert(const Alert& alert, Completion complet
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::ApplicationModal);
     box->setIcon(iconForStyle(alert.style));
-    // The message is the alert's headline; both texts are escaped, never read as markup.
+    // The message is the alert's headline; both texts are escaped, never read as markup, and the
+    // informative text keeps its line breaks (the replace questions list one file a line).
     box->setTextFormat(Qt::RichText);
     box->setText(QStringLiteral("<b>%1</b>").arg(alert.messageText.toHtmlEscaped()));
-    box->setInformativeText(QStringLiteral("<p>%1</p>").arg(alert.informativeText.toHtmlEscaped()));
+    box->setInformativeText(Qt::convertFromPlainText(alert.informativeText, Qt::WhiteSpaceNormal));
 
     const QStringList titles = alert.buttonTitles.isEmpty()
                                    ? QStringList{QApplication::translate("QPlatformTheme", "OK")}

@@ -11,6 +11,7 @@
 #include <QAction>
 #include <QBuffer>
 #include <QClipboard>
+#include <QDrag>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QGuiApplication>
@@ -54,6 +55,70 @@ QByteArray fileContents(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+// A window that takes any drop and keeps the file URLs it was given.
+class DropRecorder : public QWidget
+{
+public:
+    DropRecorder() { setAcceptDrops(true); }
+    QList<QUrl> urls;
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override { event->acceptProposedAction(); }
+    void dropEvent(QDropEvent* event) override
+    {
+        urls = event->mimeData()->urls();
+        event->acceptProposedAction();
+    }
+};
+
+// A window that, pressed and moved, drags one file URL the way a file manager offers a file.
+class FileDragSource : public QWidget
+{
+public:
+    explicit FileDragSource(QUrl url) : url_(std::move(url)) {}
+
+protected:
+    void mouseMoveEvent(QMouseEvent* event) override
+    {
+        if (!(event->buttons() & Qt::LeftButton) || dragging_)
+            return;
+        dragging_ = true;
+        auto* data = new QMimeData;
+        data->setUrls({url_});
+        auto* drag = new QDrag(this);
+        drag->setMimeData(data);
+        drag->exec(Qt::CopyAction);
+    }
+
+private:
+    QUrl url_;
+    bool dragging_ = false;
+};
+
+// Shows `window` at `position` on the screen (Xvfb has no window manager to move it elsewhere).
+bool showAt(QWidget* window, QPoint position)
+{
+    window->resize(200, 200);
+    window->move(position);
+    window->show();
+    return QTest::qWaitForWindowExposed(window);
+}
+
+// Presses the left button at `from`, moves in steps to `to` and lets go there, as a user's
+// hand would, from outside the process through the X server's test extension.
+void startPointerDrag(QProcess& xdotool, QPoint from, QPoint to)
+{
+    QStringList arguments{"mousemove", QString::number(from.x()), QString::number(from.y()),
+                          "mousedown", "1"};
+    for (int step = 1; step <= 8; ++step) {
+        const QPoint at = from + (to - from) * step / 8;
+        arguments << "sleep" << "0.15" << "mousemove" << QString::number(at.x()) << QString::number(at.y());
+    }
+    arguments << "sleep" << "0.3" << "mousemove" << QString::number(to.x() + 1) << QString::number(to.y())
+              << "sleep" << "0.3" << "mouseup" << "1";
+    xdotool.start(QStringLiteral("xdotool"), arguments);
+}
+
 } // namespace
 
 class TestClipboard : public QObject
@@ -72,6 +137,8 @@ private slots:
     void dropTarget_data();
     void dropTarget();
     void dragOutOffersTheWrittenFiles();
+    void dragsThroughTheXServer_data();
+    void dragsThroughTheXServer();
 
 private:
     QString path(const QString& name) const { return dir_->filePath(name); }
@@ -309,6 +376,9 @@ void TestClipboard::dropTarget()
         QVERIFY2(drawn != before && qAbs(drawn.red() - drawn.green()) < 8 && drawn.red() > 96 &&
                      drawn.red() < 200,
                  qPrintable(drawn.name()));
+        const QString shots = qEnvironmentVariable("ICONFOUNDRY_SCREENSHOT_DIR");
+        if (!shots.isEmpty() && QTest::currentDataTag() == QLatin1String("PNG file, copy"))
+            QVERIFY(controller_->window()->grab().save(shots + "/drop-highlight.png"));
         // Leaving takes the highlight away; coming back brings it again.
         QDragLeaveEvent leave;
         QCoreApplication::sendEvent(view, &leave);
@@ -354,6 +424,52 @@ void TestClipboard::dragOutOffersTheWrittenFiles()
     QVERIFY(!controller_->mimeDataForDrag());
     QCOMPARE(controller_->window()->statusBar()->currentMessage(),
              QStringLiteral("No icon sizes are chosen."));
+}
+
+void TestClipboard::dragsThroughTheXServer_data()
+{
+    QTest::addColumn<bool>("out"); // from the view to another window; else from another window in
+    QTest::newRow("icons dragged out of the view") << true;
+    QTest::newRow("a file dropped on the view") << false;
+}
+
+// The same two drags as above, now made with the pointer on the X server: Qt's XDND machinery
+// carries the data between the windows.
+void TestClipboard::dragsThroughTheXServer()
+{
+    QFETCH(bool, out);
+    if (QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
+        QSKIP("needs xdotool (scripts/setup.sh)");
+    DragDropImageView* view = controller_->imageView();
+    QTRY_COMPARE(view->image(), controller_->sourceImage());
+    controller_->window()->move(0, 0);
+    const QPoint viewCentre = view->mapToGlobal(view->rect().center());
+
+    const QString blue = writeImage(path(QStringLiteral("blue.png")), 1024, 1024, Qt::blue);
+    DropRecorder recorder;
+    FileDragSource source(QUrl::fromLocalFile(blue));
+    QWidget* other = out ? static_cast<QWidget*>(&recorder) : &source;
+    QVERIFY(showAt(other, QPoint(controller_->window()->frameGeometry().right() + 40, 100)));
+    const QPoint otherCentre = other->mapToGlobal(other->rect().center());
+
+    QProcess xdotool;
+    startPointerDrag(xdotool, out ? viewCentre : otherCentre, out ? otherCentre : viewCentre);
+    QVERIFY(xdotool.waitForStarted(5000));
+    if (out) {
+        const QString scratch = path(QStringLiteral("tmp/co.velmora.IconFoundry/drag"));
+        const QList<QUrl> expected{QUrl::fromLocalFile(scratch + "/Icon-20@2x.png"),
+                                   QUrl::fromLocalFile(scratch + "/Icon-60@3x.png"),
+                                   QUrl::fromLocalFile(scratch + "/Icon-76@2x.png")};
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.urls, expected, 15000);
+        QTRY_VERIFY(!controller_->isWriting());
+        QCOMPARE(QImageReader(expected[1].toLocalFile()).size(), QSize(180, 180));
+    } else {
+        QTRY_COMPARE_WITH_TIMEOUT(colorOf(controller_->sourceImage()), QColor(Qt::blue), 15000);
+        QVERIFY(!view->isHighlighted());
+    }
+    if (xdotool.state() != QProcess::NotRunning)
+        QVERIFY(xdotool.waitForFinished(10000));
+    QCOMPARE(xdotool.exitCode(), 0);
 }
 
 QTEST_MAIN(TestClipboard)

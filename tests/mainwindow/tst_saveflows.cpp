@@ -17,6 +17,8 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QMainWindow>
+#include <QStatusBar>
 #include <QTest>
 
 using namespace iconfoundry;
@@ -211,6 +213,10 @@ void TestSaveFlows::saveAs()
 
     QCOMPARE(controller_->directoryURL(), saved ? QUrl::fromLocalFile(out) : QUrl());
     QCOMPARE(workspace->opened, saved ? QList<QUrl>{QUrl::fromLocalFile(out)} : QList<QUrl>{});
+    // Both ticked sets hold 3 files; one of them alone, 1.
+    const QString status = controller_->window()->statusBar()->currentMessage();
+    QCOMPARE(status, saved ? QStringLiteral("Saved %1 icon files to %2.").arg(ticked.size() == 2 ? 3 : 1).arg(out)
+                           : QString());
     QVERIFY(controller_->xcodeIconSetURL().isEmpty());
     QVERIFY(!QFile::exists(QDir(out).filePath("Contents.json")));
     if (saved) {
@@ -529,6 +535,9 @@ void TestSaveFlows::showsProgressOfALongWrite()
     QVERIFY(!controller_->saveDocumentAction()->isEnabled());
     QVERIFY(!controller_->saveDocumentAsAction()->isEnabled());
     QTRY_VERIFY(controller_->progressWindowController()->isVisible());
+    const QString shots = qEnvironmentVariable("ICONFOUNDRY_SCREENSHOT_DIR");
+    if (!shots.isEmpty())
+        QVERIFY(controller_->progressWindowController()->window()->grab().save(shots + "/progress-window.png"));
     QVERIFY(controller_->progressWindowController()->window()->isModal() ||
             controller_->progressWindowController()->window()->windowModality() == Qt::WindowModal);
     QTRY_VERIFY(!controller_->isWriting());
