@@ -1,5 +1,7 @@
 #include "announcementfeed/announcement.h"
 
+#include "platform/archiveenvelope.h"
+
 #include <QCborMap>
 #include <QCborValue>
 #include <QJsonValue>
@@ -77,9 +79,7 @@ QUrl urlValue(const QJsonValue& value)
     return url.isValid() && !url.isEmpty() ? url : QUrl();
 }
 
-constexpr char kArchiveFormat[] = "co.velmora.IconFoundry.archive";
 constexpr char kArchiveClass[] = "Announcement";
-constexpr qint64 kArchiveVersion = 1;
 
 QCborValue textOrNull(const QString& text)
 {
@@ -179,30 +179,15 @@ QByteArray Announcement::encode() const
     root.insert(QLatin1String("url"), urlOrNull(url_));
     root.insert(QLatin1String("learnMoreURL"), urlOrNull(learnMoreURL_));
     root.insert(QLatin1String("version"), textOrNull(version_));
-    QCborMap envelope;
-    envelope.insert(QLatin1String("format"), QLatin1String(kArchiveFormat));
-    envelope.insert(QLatin1String("version"), kArchiveVersion);
-    envelope.insert(QLatin1String("class"), QLatin1String(kArchiveClass));
-    envelope.insert(QLatin1String("root"), root);
-    return QCborValue(QCborKnownTags::Signature, envelope).toCbor();
+    return ArchiveEnvelope::encode(QLatin1String(kArchiveClass), root);
 }
 
 std::optional<Announcement> Announcement::decode(const QByteArray& archive)
 {
-    QCborParserError error;
-    const QCborValue value = QCborValue::fromCbor(archive, &error);
-    if (error.error != QCborError::NoError || error.offset != archive.size())
+    const std::optional<QCborValue> archived = ArchiveEnvelope::decode(archive, QLatin1String(kArchiveClass));
+    if (!archived || !archived->isMap())
         return std::nullopt;
-    const QCborValue body = value.isTag() ? value.taggedValue() : value;
-    if (!body.isMap())
-        return std::nullopt;
-    const QCborMap envelope = body.toMap();
-    if (envelope.value(QLatin1String("format")).toString() != QLatin1String(kArchiveFormat) ||
-        envelope.value(QLatin1String("class")).toString() != QLatin1String(kArchiveClass) ||
-        envelope.value(QLatin1String("version")).toInteger(-1) != kArchiveVersion ||
-        !envelope.value(QLatin1String("root")).isMap())
-        return std::nullopt;
-    const QCborMap root = envelope.value(QLatin1String("root")).toMap();
+    const QCborMap root = archived->toMap();
     Announcement announcement;
     if (!readText(root, "id", &announcement.announcementId_) ||
         !readInteger(root, "type", &announcement.announcementType_) ||

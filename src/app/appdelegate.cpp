@@ -28,8 +28,8 @@
 #include <QMenuBar>
 #include <QPointer>
 #include <QTimer>
-#include <QWindow>
 #include <QUrl>
+#include <QWindow>
 
 namespace iconfoundry {
 
@@ -137,7 +137,8 @@ void AppDelegate::announcementsDidLoad(qint64 count)
     // first, so a quick feed never delays it.
     QWidget* main = mainWindowController_ ? mainWindowController_->window() : nullptr;
     if (main && main->isVisible() && !(main->windowHandle() && main->windowHandle()->isExposed())) {
-        QTimer::singleShot(kAnnouncementRetryMilliseconds, this, [this, count] { announcementsDidLoad(count); });
+        QTimer::singleShot(kAnnouncementRetryMilliseconds, this,
+                           [this, count] { announcementsDidLoad(count); });
         return;
     }
     if (count > 0) {
