@@ -1,6 +1,8 @@
 #include "announcements/announcementwebpage.h"
 
 #include <QCoreApplication>
+#include <QFont>
+#include <QGuiApplication>
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
 #include <QWebEngineUrlRequestInterceptor>
@@ -44,6 +46,10 @@ QWebEngineProfile* AnnouncementWebPage::announcementProfile()
         settings->setAttribute(QWebEngineSettings::LocalStorageEnabled, false);
         settings->setAttribute(QWebEngineSettings::PluginsEnabled, false);
         settings->setAttribute(QWebEngineSettings::JavascriptCanOpenWindows, false);
+        // The page wrapper asks for the Mac system font; where there is none the page falls back
+        // to the standard font, which is made the one the rest of the interface uses.
+        settings->setFontFamily(QWebEngineSettings::StandardFont, QGuiApplication::font().family());
+        settings->setFontFamily(QWebEngineSettings::SansSerifFont, QGuiApplication::font().family());
         return made;
     }();
     return profile;
