@@ -18,25 +18,9 @@ if [ -z "${ICONFOUNDRY_SCREENSHOTS_ON_XVFB:-}" ]; then
     ICONFOUNDRY_SCREENSHOTS_ON_XVFB=1 exec xvfb-run -a -s "-screen 0 1280x800x24" bash "$0" "$build"
 fi
 
-# A fresh user: no settings, recent files or logs of whoever runs this end up in the pictures.
-home=$(mktemp -d)
-trap 'kill "$app" 2>/dev/null || true; wait 2>/dev/null || true; rm -rf "$home"' EXIT
-export HOME=$home XDG_CONFIG_HOME=$home/config XDG_STATE_HOME=$home/state XDG_DATA_HOME=$home/data
-export XDG_RUNTIME_DIR=$home/runtime QT_QPA_PLATFORM=xcb LANG=C.UTF-8
-mkdir -m 700 "$XDG_RUNTIME_DIR"
-
-# The first visible window whose title matches $1, waited for up to ten seconds.
-wait_for_window()
-{
-    local id
-    for _ in $(seq 100); do
-        id=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -1) || true
-        [ -n "$id" ] && { echo "$id"; return 0; }
-        sleep 0.1
-    done
-    echo "screenshots: no window named '$1' appeared" >&2
-    return 1
-}
+app=
+source "$root/scripts/screenshot-user.sh"
+trap '[ -n "$app" ] && kill "$app" 2>/dev/null; wait 2>/dev/null || true; rm -rf "$home"' EXIT
 
 # Writes the window $1 to docs/screenshots/$2 once it has drawn itself.
 shoot()

@@ -19,6 +19,8 @@ packages=(
   libdeflate-dev
   librsvg2-dev librsvg2-bin zlib1g-dev
   libsystemd-dev
+  # crash reports of earlier runs: function names and source lines from the modules' debug information
+  libdw-dev
   # the clipboard tests check and fill the X11 clipboard from outside the process
   xclip
   # the manual page is made at build time from the --help texts

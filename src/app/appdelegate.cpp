@@ -3,7 +3,9 @@
 #include "announcementfeed/announcementservice.h"
 #include "announcements/announcementhistorywindowcontroller.h"
 #include "announcements/announcementwindowcontroller.h"
+#include "app/aboutwindowcontroller.h"
 #include "app/editmenutrimmer.h"
+#include "app/sharingservice.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/imageprocessor.h"
 #include "iconset/sourceimagenotificationcenter.h"
@@ -18,11 +20,13 @@
 #include "previews/messagesscreenwindowcontroller.h"
 #include "previews/padscreenwindowcontroller.h"
 #include "previews/phonescreenwindowcontroller.h"
+#include "ui/workspace.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QFileInfo>
 #include <QFileOpenEvent>
+#include <QImage>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
@@ -51,6 +55,30 @@ void showPreview(std::unique_ptr<Controller>& controller, const ImagePtr& source
     controller->showWindow();
 }
 
+// The share actions, by the name their menu items carry, with the service each asks for.
+struct ShareAction
+{
+    const char* name;
+    const char* service;
+    const char* text;
+    void (AppDelegate::*perform)();
+};
+
+const ShareAction kShareActions[] = {
+    {"shareViaEmail:", SharingService::ComposeEmail, "Menu.Share.Email", &AppDelegate::shareViaEmail},
+    {"shareViaMessages:", SharingService::ComposeMessage, "Menu.Share.Messages",
+     &AppDelegate::shareViaMessages},
+    {"shareViaFacebook:", SharingService::PostOnFacebook, "Menu.Share.Facebook",
+     &AppDelegate::shareViaFacebook},
+    {"shareViaLinkedIn:", SharingService::PostOnLinkedIn, "Menu.Share.LinkedIn",
+     &AppDelegate::shareViaLinkedIn},
+    {"shareViaSinaWeibo:", SharingService::PostOnSinaWeibo, "Menu.Share.SinaWeibo",
+     &AppDelegate::shareViaSinaWeibo},
+    {"shareViaTencentWeibo:", SharingService::PostOnTencentWeibo, "Menu.Share.TencentWeibo",
+     &AppDelegate::shareViaTencentWeibo},
+    {"shareViaTwitter:", SharingService::PostOnTwitter, "Menu.Share.Twitter", &AppDelegate::shareViaTwitter},
+};
+
 } // namespace
 
 AppDelegate::AppDelegate(QObject* parent) : QObject(parent), systemLogger_(SystemLogger::sharedInstance())
@@ -72,7 +100,10 @@ void AppDelegate::applicationDidFinishLaunching()
     // Loggers first, each admitting every level, so that everything after them is logged.
     // The file names' prefix is set once, before any logger runs.
     LogFileManagerDefault::setApplicationName(Bundle::bundleIdentifier().toStdString());
-    Log::addLogger(systemLogger_);
+    // ICONFOUNDRY_LOG_JOURNAL=0 keeps a run out of the system journal (the tests that start the
+    // program set it).
+    if (qgetenv("ICONFOUNDRY_LOG_JOURNAL") != "0")
+        Log::addLogger(systemLogger_);
     Log::addLogger(ConsoleLogger::sharedInstance());
     auto logFileManager = std::make_shared<LogFileManagerDefault>();
     fileLogger_ = std::make_shared<FileLogger>(logFileManager);
@@ -177,21 +208,6 @@ void AppDelegate::showAnnouncementsWindow()
     announcementHistoryWindowController()->showWindow();
 }
 
-QMenu* AppDelegate::installHelpMenu(QMenuBar* menuBar)
-{
-    if (!menuBar)
-        return nullptr;
-    auto* menu = menuBar->findChild<QMenu*>(QStringLiteral("menuHelp"));
-    if (!menu) {
-        menu = menuBar->addMenu(Texts::text("Menu.Help"));
-        menu->setObjectName(QStringLiteral("menuHelp"));
-    }
-    QAction* action = menu->addAction(Texts::text("Menu.Help.Announcements"));
-    action->setObjectName(QStringLiteral("showAnnouncementsWindow"));
-    connect(action, &QAction::triggered, this, &AppDelegate::showAnnouncementsWindow);
-    return menu;
-}
-
 void AppDelegate::applicationWillTerminate()
 {
     SourceImageNotificationCenter::defaultCenter().removeObserver(this);
@@ -261,6 +277,157 @@ QMenu* AppDelegate::installWindowMenu(QMenuBar* menuBar)
         connect(action, &QAction::triggered, this, item.show);
     }
     return menu;
+}
+
+QMenu* AppDelegate::installHelpMenu(QMenuBar* menuBar)
+{
+    if (!menuBar)
+        return nullptr;
+    auto* menu = menuBar->findChild<QMenu*>(QStringLiteral("menuHelp"));
+    if (!menu) {
+        menu = menuBar->addMenu(Texts::text("Menu.Help"));
+        menu->setObjectName(QStringLiteral("menuHelp"));
+    }
+    QAction* about = menu->addAction(Texts::text("Menu.Help.About"));
+    about->setObjectName(QStringLiteral("showAboutWindow:"));
+    about->setMenuRole(QAction::AboutRole);
+    connect(about, &QAction::triggered, this, &AppDelegate::showAboutWindow);
+    QAction* home = menu->addAction(Texts::text("Menu.Help.HomePage"));
+    home->setObjectName(QStringLiteral("showHomePage:"));
+    connect(home, &QAction::triggered, this, &AppDelegate::showHomePage);
+    QAction* announcements = menu->addAction(Texts::text("Menu.Help.Announcements"));
+    announcements->setObjectName(QStringLiteral("showAnnouncementsWindow"));
+    connect(announcements, &QAction::triggered, this, &AppDelegate::showAnnouncementsWindow);
+    addHelpMenuItems(menu);
+
+    menu->addSeparator();
+    QMenu* shareMenu = menu->addMenu(Texts::text("Menu.Share"));
+    shareMenu->setObjectName(QStringLiteral("menuShare"));
+    for (const ShareAction& share : kShareActions) {
+        QAction* action = shareMenu->addAction(Texts::text(share.text));
+        action->setObjectName(QString::fromLatin1(share.name));
+        connect(action, &QAction::triggered, this, share.perform);
+    }
+    // Validated every time the menu opens, as the desktop may have changed meanwhile.
+    auto validate = [this, shareMenu] {
+        for (QAction* action : shareMenu->actions())
+            action->setEnabled(validateMenuItem(action));
+    };
+    validate();
+    connect(shareMenu, &QMenu::aboutToShow, this, validate);
+    return menu;
+}
+
+void AppDelegate::share(const char* serviceName) const
+{
+    if (SharingService* service = SharingService::sharingServiceNamed(QString::fromLatin1(serviceName)))
+        service->performWithItems(shareItems());
+}
+
+void AppDelegate::shareViaEmail()
+{
+    share(SharingService::ComposeEmail);
+}
+
+void AppDelegate::shareViaMessages()
+{
+    share(SharingService::ComposeMessage);
+}
+
+void AppDelegate::shareViaFacebook()
+{
+    share(SharingService::PostOnFacebook);
+}
+
+void AppDelegate::shareViaLinkedIn()
+{
+    share(SharingService::PostOnLinkedIn);
+}
+
+void AppDelegate::shareViaSinaWeibo()
+{
+    share(SharingService::PostOnSinaWeibo);
+}
+
+void AppDelegate::shareViaTencentWeibo()
+{
+    share(SharingService::PostOnTencentWeibo);
+}
+
+void AppDelegate::shareViaTwitter()
+{
+    share(SharingService::PostOnTwitter);
+}
+
+bool AppDelegate::validateMenuItem(const QAction* item) const
+{
+    const QString name = item ? item->objectName() : QString();
+    for (const ShareAction& share : kShareActions) {
+        if (name == QLatin1String(share.name)) {
+            const SharingService* service =
+                SharingService::sharingServiceNamed(QString::fromLatin1(share.service));
+            return service && service->canPerformWithItems({});
+        }
+    }
+    return true;
+}
+
+QVariantList AppDelegate::shareItems() const
+{
+    QVariantList items{
+        Texts::text("Share.Text"),
+        QImage(Bundle::pathForResource(QStringLiteral("images/ShareAppImage"), QStringLiteral("png")))};
+    if (const std::optional<QUrl> url = appURL())
+        items.append(*url);
+    return items;
+}
+
+QString AppDelegate::homePageAddress()
+{
+    return QStringLiteral("https://velmora.co/iconfoundry/");
+}
+
+void AppDelegate::showHomePage()
+{
+    const QUrl url(homePageAddress(), QUrl::StrictMode);
+    if (url.isValid())
+        Workspace::shared().openURL(url);
+}
+
+void AppDelegate::showAboutWindow()
+{
+    if (!aboutWindowController_)
+        aboutWindowController_ = std::make_unique<AboutWindowController>(versionString());
+    aboutWindowController_->showWindow();
+}
+
+std::optional<QList<QUrl>> AppDelegate::logURLs() const
+{
+    if (!fileLogger_)
+        return std::nullopt;
+    QList<QUrl> urls;
+    for (const std::string& path : fileLogger_->logFileManager()->sortedLogFilePaths()) {
+        const QUrl url = QUrl::fromLocalFile(QString::fromStdString(path));
+        if (url.isValid() && !path.empty())
+            urls.append(url);
+    }
+    if (urls.isEmpty())
+        return std::nullopt;
+    return urls;
+}
+
+QString AppDelegate::versionString() const
+{
+    return versionString(Bundle::shortVersion(), Bundle::buildNumber());
+}
+
+QString AppDelegate::versionString(const QString& shortVersion, const QString& build)
+{
+    if (shortVersion.isEmpty())
+        return {};
+    if (build.isEmpty())
+        return QStringLiteral("v%1").arg(shortVersion);
+    return QStringLiteral("v%1 (%2)").arg(shortVersion, build);
 }
 
 MainWindowController* AppDelegate::mainWindowController()

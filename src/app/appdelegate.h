@@ -2,15 +2,21 @@
 
 #include "iconset/image.h"
 
+#include <QList>
 #include <QObject>
 #include <QStringList>
+#include <QUrl>
+#include <QVariantList>
 #include <memory>
+#include <optional>
 
+class QAction;
 class QMenu;
 class QMenuBar;
 
 namespace iconfoundry {
 
+class AboutWindowController;
 class AnnouncementHistoryWindowController;
 class AnnouncementService;
 class AnnouncementWindowController;
@@ -47,9 +53,9 @@ public:
     ~AppDelegate() override;
 
     // The start-up sequence, once: loggers (system log, console, rolling files), the announcement
-    // service, processors, the main window (shown), the Edit menu, the observer of new source
-    // images, and last the announcement load, not waited for.
-    void applicationDidFinishLaunching();
+    // service, processors, the main window (shown), the Edit menu and the Help menu, the observer
+    // of new source images, and last the announcement load, not waited for.
+    virtual void applicationDidFinishLaunching();
     // Removes this delegate's observers.
     void applicationWillTerminate();
     // Closing the last window quits.
@@ -74,11 +80,46 @@ public:
     QMenu* installWindowMenu(QMenuBar* menuBar);
     // Menu action of the Help menu: the announcement history.
     void showAnnouncementsWindow();
-    // The Help menu with showAnnouncementsWindow; "menuHelp" when the layout has one, else added.
-    QMenu* installHelpMenu(QMenuBar* menuBar);
     // The end of the launch's announcement load, on the main thread: with a count above 0, the
     // service's choice (if any) is shown in the announcement window.
     void announcementsDidLoad(qint64 count);
+
+    // The Help menu: About, the home page and the Share submenu with its seven actions, each
+    // action named after its operation ("shareViaEmail:"); found by its object name "menuHelp"
+    // when the layout has one, else added to the menu bar. Subclasses add their items with
+    // addHelpMenuItems().
+    QMenu* installHelpMenu(QMenuBar* menuBar);
+
+    // The share menu: each action hands a fresh shareItems() to the sharing service of its name.
+    void shareViaEmail();
+    void shareViaMessages();
+    void shareViaFacebook();
+    void shareViaLinkedIn();
+    void shareViaSinaWeibo();
+    void shareViaTencentWeibo();
+    void shareViaTwitter();
+    // False only for a share action whose service is unknown here or cannot share at all; every
+    // other item is enabled. Items are recognised by their object name.
+    bool validateMenuItem(const QAction* item) const;
+    // The share text ("Share.Text"), the "ShareAppImage" picture, and appURL() when there is one.
+    QVariantList shareItems() const;
+    // The link the share menu carries; none in the base delegate.
+    virtual std::optional<QUrl> appURL() const { return std::nullopt; }
+
+    // The maker's home page, opened through the workspace seam (nothing when the address does not
+    // parse).
+    void showHomePage();
+    static QString homePageAddress();
+    // The About window, created on first use.
+    void showAboutWindow();
+    AboutWindowController* aboutWindowController() const { return aboutWindowController_.get(); }
+
+    // The log files, newest first, as file URLs; absent (never empty) when there are none or no
+    // file logger yet.
+    std::optional<QList<QUrl>> logURLs() const;
+    // "v2.1 (7)", "v2.1" without a build, "" without a short version.
+    QString versionString() const;
+    static QString versionString(const QString& shortVersion, const QString& build);
 
     MainWindowController* mainWindowController();
     // The preview controllers; null until first shown.
@@ -115,6 +156,8 @@ signals:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    virtual void addHelpMenuItems(QMenu*) {}
+    void share(const char* serviceName) const;
 
 private:
     std::shared_ptr<Logger> systemLogger_;
@@ -127,6 +170,7 @@ private:
     std::unique_ptr<PhoneScreenWindowController> phoneScreenWindowController_;
     std::unique_ptr<PadScreenWindowController> padScreenWindowController_;
     std::unique_ptr<MessagesScreenWindowController> messagesScreenWindowController_;
+    std::unique_ptr<AboutWindowController> aboutWindowController_;
     // Declared after the service they point at, so they go first.
     std::unique_ptr<AnnouncementWindowController> announcementWindowController_;
     std::unique_ptr<AnnouncementHistoryWindowController> announcementHistoryWindowController_;

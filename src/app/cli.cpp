@@ -94,11 +94,11 @@ QString pixelsText(const ImageSize& size)
     return QStringLiteral("%1x%2 px").arg(pixels.width()).arg(pixels.height());
 }
 
-// The slot's idiom, platform, role and subtype: what tells apart entries of one file name.
+// The slot's idiom, platform, role, subtype and appearance: what tells apart entries of one file name.
 QString slotText(const ImageSize& size)
 {
     QStringList parts;
-    for (const auto& part : {size.idiom(), size.platform(), size.role(), size.subtype()}) {
+    for (const auto& part : {size.idiom(), size.platform(), size.role(), size.subtype(), size.appearance()}) {
         if (part)
             parts.append(*part);
     }
@@ -123,6 +123,8 @@ QJsonObject sizeJson(const ImageSize& size)
         json.insert(QStringLiteral("idiom"), *size.idiom());
     if (size.platform())
         json.insert(QStringLiteral("platform"), *size.platform());
+    if (size.appearance())
+        json.insert(QStringLiteral("appearance"), *size.appearance());
     json.insert(QStringLiteral("width"), size.width());
     json.insert(QStringLiteral("height"), size.height());
     json.insert(QStringLiteral("scale"), size.scale());

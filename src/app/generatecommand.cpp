@@ -1,7 +1,9 @@
 #include "app/generatecommand.h"
 
+#include "iconset/appearanceimages.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/defaultcategories.h"
+#include "iconset/iconsetslots.h"
 #include "iconset/image.h"
 #include "iconset/imageprocessor.h"
 #include "iconset/imagesuitability.h"
@@ -146,6 +148,21 @@ bool folderTakesNewFiles(const QString& folder, QString* reason)
     return true;
 }
 
+// Decodes one of the images given on the command line; null with the reason when it cannot be
+// used.
+ImagePtr loadSource(const QString& path, const QString& what, QString* reason)
+{
+    if (!QFileInfo::exists(path)) {
+        *reason = QStringLiteral("the %1 '%2' does not exist.").arg(what, path);
+        return nullptr;
+    }
+    Error error;
+    ImagePtr image = Image::fromFile(path, &error);
+    if (!image)
+        *reason = QStringLiteral("cannot use the %1 '%2': %3").arg(what, path, error.localizedDescription);
+    return image;
+}
+
 QString plural(qsizetype count, const char* one, const char* many)
 {
     return QStringLiteral("%1 %2").arg(count).arg(QLatin1String(count == 1 ? one : many));
@@ -159,16 +176,27 @@ QString GenerateCommand::helpText()
         "Usage: iconfoundry generate SOURCE (--xcode DIR | --out DIR) [options]\n"
         "Renders every icon file of the chosen categories from the image SOURCE.\n"
         "\n"
-        "  -x, --xcode DIR        write the PNG files into the Xcode icon-set folder DIR\n"
-        "                         (e.g. Assets.xcassets/AppIcon.appiconset) and merge their\n"
-        "                         entries into its Contents.json; entries of other slots and\n"
-        "                         unknown keys are kept\n"
+        "  -x, --xcode DIR        write the PNG files into the Xcode icon-set folder DIR, whose\n"
+        "                         name ends in .appiconset (e.g. Assets.xcassets/AppIcon.appiconset;\n"
+        "                         another name only for an empty folder, with a warning),\n"
+        "                         and merge their entries into its Contents.json; entries of\n"
+        "                         other slots and unknown keys are kept, and files the set\n"
+        "                         already names keep their names\n"
         "  -o, --out DIR          write the PNG files only, into DIR (made when missing)\n"
         "  -c, --category ID|NAME\n"
         "                         an icon category by id or name, any case (repeatable;\n"
-        "                         default: iPhone, iPad and App Store; see 'iconfoundry list')\n"
-        "  -f, --force            replace existing files and Contents.json slots held by\n"
-        "                         other files; without it they are listed and nothing is written\n"
+        "                         default: the slots the icon set already has, else iPhone,\n"
+        "                         iPad and App Store; see 'iconfoundry list')\n"
+        "      --dark FILE        the image for the dark-appearance slots (default: SOURCE)\n"
+        "      --tinted FILE|auto the image for the tinted-appearance slots; auto (the\n"
+        "                         default) makes a grey image from SOURCE\n"
+        "      --background COLOUR\n"
+        "                         what shows through transparent parts of the App Store icons,\n"
+        "                         which are written without alpha: a name or #RRGGBB\n"
+        "                         (default: white)\n"
+        "  -f, --force            replace existing files the icon set does not name, and\n"
+        "                         Contents.json slots held by other files; without it they are\n"
+        "                         listed and nothing is written\n"
         "  -q, --quiet            no progress, no warnings and no summary line\n"
         "      --json             print a JSON report on standard output (files written with\n"
         "                         their pixel sizes, what is or would be replaced, errors)\n"
@@ -177,7 +205,7 @@ QString GenerateCommand::helpText()
         "Exit codes:\n"
         "  0  success\n"
         "  1  the icon catalogue could not be read\n"
-        "  2  bad options or arguments\n"
+        "  2  bad options or arguments (a non-empty --xcode folder not named *.appiconset too)\n"
         "  3  the source image is missing or cannot be decoded\n"
         "  4  unknown category\n"
         "  5  the folder does not exist\n"
@@ -200,12 +228,16 @@ int GenerateCommand::run(const QStringList& arguments)
                                        QStringLiteral("DIR"));
     const QCommandLineOption categoryOption({QStringLiteral("c"), QStringLiteral("category")}, QString(),
                                             QStringLiteral("ID|NAME"));
+    const QCommandLineOption darkOption(QStringLiteral("dark"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption tintedOption(QStringLiteral("tinted"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption backgroundOption(QStringLiteral("background"), QString(),
+                                              QStringLiteral("COLOUR"));
     const QCommandLineOption forceOption(QStringList{QStringLiteral("f"), QStringLiteral("force")});
     const QCommandLineOption quietOption(QStringList{QStringLiteral("q"), QStringLiteral("quiet")});
     const QCommandLineOption jsonOption(QStringLiteral("json"));
     const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});
-    parser.addOptions(
-        {xcodeOption, outOption, categoryOption, forceOption, quietOption, jsonOption, helpOption});
+    parser.addOptions({xcodeOption, outOption, categoryOption, darkOption, tintedOption, backgroundOption,
+                       forceOption, quietOption, jsonOption, helpOption});
     const auto usage = [&](const QString& message) {
         return report.fail(Usage, message + QStringLiteral("\nSee 'iconfoundry generate --help'."));
     };
@@ -232,6 +264,31 @@ int GenerateCommand::run(const QStringList& arguments)
     const QString folder = xcode ? xcodeValues.first() : outValues.first();
     if (folder.isEmpty())
         return usage(QStringLiteral("the folder must not be empty."));
+    // An asset catalogue or a project folder is no icon set: writing into it would put icons and
+    // an "images" list where Xcode does not look for them. An empty folder holds nothing to spoil,
+    // so it is written with a warning (build scripts and benchmarks make one to fill).
+    bool unnamedIconSet = false;
+    if (xcode && !QDir::cleanPath(folder).endsWith(QLatin1String(".appiconset"))) {
+        const QDir dir(folder);
+        if (!QFileInfo(folder).isDir() ||
+            !dir.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System))
+            return usage(
+                QStringLiteral("--xcode needs an icon-set folder whose name ends in .appiconset, such as "
+                               "Assets.xcassets/AppIcon.appiconset; '%1' is not one.")
+                    .arg(folder));
+        unnamedIconSet = true;
+    }
+    const QString darkSource = parser.value(darkOption);
+    const QString tintedSource = parser.value(tintedOption);
+    QColor background;
+    if (parser.isSet(backgroundOption)) {
+        background = QColor::fromString(parser.value(backgroundOption));
+        if (!background.isValid() || background.alpha() != 255)
+            return usage(
+                QStringLiteral("--background needs an opaque colour, a name such as white or #RRGGBB; "
+                               "got '%1'.")
+                    .arg(parser.value(backgroundOption)));
+    }
     report.object.insert(QStringLiteral("source"), QFileInfo(source).absoluteFilePath());
     report.object.insert(QStringLiteral("folder"), QFileInfo(folder).absoluteFilePath());
     report.object.insert(QStringLiteral("xcode"), xcode);
@@ -254,24 +311,24 @@ int GenerateCommand::run(const QStringList& arguments)
         if (!categories.contains(*category))
             categories.append(*category);
     }
-    if (wanted.isEmpty())
-        categories = DefaultCategories::fromCatalogue(catalogue);
-    QJsonArray categoryReport;
-    for (const ImageCategory& category : categories)
-        categoryReport.append(QJsonObject{{QStringLiteral("id"), category.categoryId()},
-                                          {QStringLiteral("name"), category.name().value_or(QString())}});
-    report.object.insert(QStringLiteral("categories"), categoryReport);
 
-    // Source image.
-    if (!QFileInfo::exists(source))
-        return report.fail(SourceUnusable,
-                           QStringLiteral("the source image '%1' does not exist.").arg(source));
-    Error imageError;
-    const ImagePtr image = Image::fromFile(source, &imageError);
+    // Sources: the main image, and those of the dark and tinted slots.
+    QString reason;
+    const ImagePtr image = loadSource(source, QStringLiteral("source image"), &reason);
     if (!image)
-        return report.fail(SourceUnusable, QStringLiteral("cannot use the source image '%1': %2")
-                                               .arg(source, imageError.localizedDescription));
+        return report.fail(SourceUnusable, reason);
+    ImagePtr darkImage;
+    if (!darkSource.isEmpty() && !(darkImage = loadSource(darkSource, QStringLiteral("dark image"), &reason)))
+        return report.fail(SourceUnusable, reason);
+    ImagePtr tintedImage;
+    if (!tintedSource.isEmpty() && tintedSource != QLatin1String("auto") &&
+        !(tintedImage = loadSource(tintedSource, QStringLiteral("tinted image"), &reason)))
+        return report.fail(SourceUnusable, reason);
 
+    if (unnamedIconSet)
+        report.warn(QStringLiteral("'%1' is not named *.appiconset; Xcode reads icons only from such a "
+                                   "folder in an asset catalogue.")
+                        .arg(folder));
     // The window's two questions, as warnings: the user asked for this image by name.
     if (!ImageSuitability::hasProperShape(*image)) {
         const QSize pixels = image->pixelSize();
@@ -299,27 +356,99 @@ int GenerateCommand::run(const QStringList& arguments)
         return report.fail(FolderMissing, QStringLiteral("the folder '%1' does not exist.").arg(folder));
     if (!folderInfo.isDir())
         return report.fail(FolderUnwritable, QStringLiteral("'%1' is a file, not a folder.").arg(folder));
-    if (QString reason; !folderTakesNewFiles(folder, &reason))
+    if (!folderTakesNewFiles(folder, &reason))
         return report.fail(FolderUnwritable,
                            QStringLiteral("cannot write into the folder '%1': %2").arg(folder, reason));
     ContentsJSONProcessor contents(&processor);
+    std::vector<JsonNode> images;
     if (xcode) {
         Error jsonError;
-        if (!ContentsJSONProcessor::checkContentsJSONInPath(folder, &jsonError))
+        if (!ContentsJSONProcessor::readImages(folder, images, &jsonError))
             return report.fail(ContentsJSONBroken, jsonError.localizedDescription +
                                                        QStringLiteral(" Mend or remove it and try again."));
     }
 
-    // What would be replaced.
-    const QStringList names = processor.imageFileNamesForCategories(categories);
-    QStringList existingFiles;
-    for (const QString& name :
-         processor.fileNamesThatExistForCategories(categories, folder).value_or(QStringList())) {
-        if (!existingFiles.contains(name))
-            existingFiles.append(name);
+    // The sizes to write: those of the categories asked for; else the slots the icon set already
+    // has; else, for a new or empty set, the default categories.
+    QList<ImageSize> sizes;
+    QString layout = QStringLiteral("categories");
+    if (categories.isEmpty() && !images.empty()) {
+        const IconSetSlots::Plan plan = IconSetSlots::slotsOfSet(images, processor.allImageSizes());
+        for (const QString& skipped : plan.skipped)
+            report.warn(QStringLiteral("a slot is left as it is (%1).").arg(skipped));
+        if (!plan.sizes.isEmpty() || !plan.skipped.isEmpty()) {
+            sizes = plan.sizes;
+            layout = QStringLiteral("icon set");
+        }
+    }
+    if (layout == QLatin1String("categories")) {
+        if (categories.isEmpty())
+            categories = DefaultCategories::fromCatalogue(catalogue);
+        for (const ImageSize& size : processor.allImageSizes())
+            if (processor.imageSize(size, categories))
+                sizes.append(size);
+    }
+    if (xcode)
+        IconSetSlots::keepFileNames(sizes, images);
+    QJsonArray categoryReport;
+    for (const ImageCategory& category : categories)
+        categoryReport.append(QJsonObject{{QStringLiteral("id"), category.categoryId()},
+                                          {QStringLiteral("name"), category.name().value_or(QString())}});
+    report.object.insert(QStringLiteral("categories"), categoryReport);
+    report.object.insert(QStringLiteral("slotsFrom"), layout);
+
+    // Which image each size is drawn from.
+    QList<ImageSize> mainSizes, darkSizes, tintedSizes;
+    QStringList opaqueSlots;
+    for (const ImageSize& size : sizes) {
+        const QString appearance = size.appearance().value_or(QString());
+        (appearance == QLatin1String("dark")     ? darkSizes
+         : appearance == QLatin1String("tinted") ? tintedSizes
+                                                 : mainSizes)
+            .append(size);
+        if (size.needsOpaquePixels())
+            opaqueSlots.append(size.description().trimmed());
+    }
+    if (!darkSizes.isEmpty() && !darkImage)
+        report.warn(QStringLiteral("the dark slots get the source image; give --dark FILE for a dark icon."));
+    if (darkSizes.isEmpty() && darkImage)
+        report.warn(QStringLiteral("--dark is not used: no slot is for the dark appearance."));
+    if (tintedSizes.isEmpty() && !tintedSource.isEmpty())
+        report.warn(QStringLiteral("--tinted is not used: no slot is for the tinted appearance."));
+    if (!tintedSizes.isEmpty() && !tintedImage) {
+        tintedImage = AppearanceImages::tinted(*image);
+        if (!tintedImage)
+            return report.fail(SourceUnusable,
+                               QStringLiteral("cannot make a grey image from '%1'.").arg(source));
+    }
+    if (!darkImage)
+        darkImage = image;
+    if (background.isValid())
+        processor.setBackgroundColour(background);
+    if (!opaqueSlots.isEmpty() && AppearanceImages::hasTransparency(*image))
+        report.warn(QStringLiteral("the source image has transparent pixels, laid over %1 in the icons that "
+                                   "must be opaque: %2.")
+                        .arg(processor.backgroundColour().name(), opaqueSlots.join(QStringLiteral(", "))));
+
+    // What would be replaced: files the icon set does not name (a file it names is its icon,
+    // refreshed in place), and slots held by other files.
+    QStringList files;
+    QHash<QString, QSize> pixels;
+    for (const ImageSize& size : sizes) {
+        const QString name = size.fileName().value_or(QString());
+        if (!files.contains(name))
+            files.append(name);
+        pixels.insert(name, size.pixelSize());
+    }
+    const QStringList referenced = IconSetSlots::referencedFileNames(images);
+    QStringList existingFiles, refreshedFiles;
+    for (const QString& name : files) {
+        if (!QFileInfo::exists(QDir(folder).filePath(name)))
+            continue;
+        (referenced.contains(name) ? refreshedFiles : existingFiles).append(name);
     }
     const QList<ImageSize> takenSlots =
-        xcode ? contents.imageJSONThatExistForCategories(categories, folder).value_or(QList<ImageSize>())
+        xcode ? contents.imageJSONThatExistForCategories(sizes, folder).value_or(QList<ImageSize>())
               : QList<ImageSize>();
     QJsonArray takenReport;
     for (const ImageSize& size : takenSlots)
@@ -327,6 +456,7 @@ int GenerateCommand::run(const QStringList& arguments)
     report.object.insert(QStringLiteral("replaced"),
                          QJsonObject{{QStringLiteral("files"), QJsonArray::fromStringList(existingFiles)},
                                      {QStringLiteral("entries"), takenReport}});
+    report.object.insert(QStringLiteral("refreshed"), QJsonArray::fromStringList(refreshedFiles));
     if (!force && (!existingFiles.isEmpty() || !takenSlots.isEmpty())) {
         QString message =
             QStringLiteral("nothing written; these would be replaced (use --force to replace them):");
@@ -338,24 +468,27 @@ int GenerateCommand::run(const QStringList& arguments)
         return report.fail(WouldReplace, message);
     }
 
-    // Write. Sizes may share a file name; the last one written is what stays on disk.
-    QHash<QString, QSize> pixels;
-    QStringList files;
-    for (const ImageSize& size : processor.allImageSizes()) {
-        if (!processor.imageSize(size, categories))
-            continue;
-        const QString name = size.fileName().value_or(QString());
-        if (!files.contains(name))
-            files.append(name);
-        pixels.insert(name, size.pixelSize());
-    }
+    // Write, one source at a time. Sizes may share a file name; the last one written is what
+    // stays on disk.
     const bool showProgress = !report.quiet && isatty(fileno(stderr));
     Progress progress(showProgress);
+    const int total = int(sizes.size());
+    int before = 0;
     Error writeError;
-    const bool written =
-        processor.resizeAndSaveImage(image, categories, folder, &writeError, [&](int done, int total) {
-            progress.show(done, total, names.value(done - 1));
-        });
+    bool written = true;
+    for (const auto& [from, group] : {std::pair{image, mainSizes}, std::pair{darkImage, darkSizes},
+                                      std::pair{tintedImage, tintedSizes}}) {
+        if (group.isEmpty())
+            continue;
+        Error groupError;
+        if (!processor.resizeAndSaveImage(from, group, folder, &groupError, [&](int done, int) {
+                progress.show(before + done, total, group.value(done - 1).fileName().value_or(QString()));
+            })) {
+            written = false;
+            writeError = groupError;
+        }
+        before += int(group.size());
+    }
     progress.clear();
     if (!written)
         return report.fail(
@@ -363,10 +496,11 @@ int GenerateCommand::run(const QStringList& arguments)
             QStringLiteral("writing the icon files failed: %1").arg(writeError.localizedDescription));
     QJsonArray fileReport;
     for (const QString& name : files) {
-        fileReport.append(QJsonObject{{QStringLiteral("filename"), name},
-                                      {QStringLiteral("pixelWidth"), pixels.value(name).width()},
-                                      {QStringLiteral("pixelHeight"), pixels.value(name).height()},
-                                      {QStringLiteral("replaced"), existingFiles.contains(name)}});
+        fileReport.append(QJsonObject{
+            {QStringLiteral("filename"), name},
+            {QStringLiteral("pixelWidth"), pixels.value(name).width()},
+            {QStringLiteral("pixelHeight"), pixels.value(name).height()},
+            {QStringLiteral("replaced"), existingFiles.contains(name) || refreshedFiles.contains(name)}});
     }
     report.object.insert(QStringLiteral("files"), fileReport);
 
@@ -374,14 +508,14 @@ int GenerateCommand::run(const QStringList& arguments)
     if (xcode && !files.isEmpty()) {
         const bool created = !QFileInfo::exists(QDir(folder).filePath(ContentsJSONProcessor::fileName));
         Error jsonError;
-        if (!contents.saveJSONforCategories(categories, folder, &jsonError))
+        if (!contents.saveJSONforCategories(sizes, folder, &jsonError))
             return report.fail(ContentsJSONProcessor::isBrokenFileError(jsonError) ? ContentsJSONBroken
                                                                                    : WriteFailed,
                                QStringLiteral("the icon files are written, but Contents.json is not: %1")
                                    .arg(jsonError.localizedDescription));
         report.object.insert(QStringLiteral("contentsJSON"),
                              QJsonObject{{QStringLiteral("created"), created},
-                                         {QStringLiteral("entries"), names.size()},
+                                         {QStringLiteral("entries"), sizes.size()},
                                          {QStringLiteral("slotsTakenOver"), takenSlots.size()}});
         summary += created ? QStringLiteral(" and a new Contents.json")
                            : QStringLiteral(" and merged Contents.json");

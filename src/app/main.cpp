@@ -1,5 +1,6 @@
-#include "app/appdelegate.h"
+#include "app/appdelegateservices.h"
 #include "app/cli.h"
+#include "app/updater.h"
 #include "logging/log.h"
 #include "platform/bundle.h"
 
@@ -48,7 +49,9 @@ int main(int argc, char** argv)
     QGuiApplication::setDesktopFileName(Bundle::bundleIdentifier());
     QApplication::setWindowIcon(applicationIcon());
 
-    AppDelegate delegate;
+    Updater updater;
+    AppDelegateServices delegate;
+    delegate.setUpdater(&updater);
     // Connected after the delegate's own handler, so what it logs on the way out is written too.
     QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Log::flushLog(); });
     delegate.applicationDidFinishLaunching();

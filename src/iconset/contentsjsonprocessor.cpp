@@ -300,6 +300,11 @@ ContentsJSONProcessor::ContentsJSONProcessor(ImageProcessor* imageProcessor) : i
 {
 }
 
+JsonNode ContentsJSONProcessor::entryForImageSize(const ImageSize& size)
+{
+    return entryOf(size);
+}
+
 void ContentsJSONProcessor::addOrReplaceImageSize(const ImageSize& size, std::vector<JsonNode>& images) const
 {
     SlotIndex index(images);
@@ -334,9 +339,26 @@ bool ContentsJSONProcessor::isBrokenFileError(const Error& error)
     return error.domain == errorDomain && error.code >= FileUnreadable && error.code <= DuplicateKey;
 }
 
+bool ContentsJSONProcessor::readImages(const QString& path, std::vector<JsonNode>& images, Error* error)
+{
+    images.clear();
+    JsonNode root;
+    if (readContents(QDir(path).filePath(fileName), root, error) == ReadOutcome::Broken)
+        return false;
+    if (JsonNode* list = root.member(u"images"))
+        images = std::move(list->elements());
+    return true;
+}
+
 std::optional<QList<ImageSize>>
 ContentsJSONProcessor::imageJSONThatExistForCategories(const QList<ImageCategory>& categories,
                                                        const QString& path)
+{
+    return imageJSONThatExistForCategories(sizesFor(imageProcessor_, categories), path);
+}
+
+std::optional<QList<ImageSize>>
+ContentsJSONProcessor::imageJSONThatExistForCategories(const QList<ImageSize>& sizes, const QString& path)
 {
     const QString jsonPath = QDir(path).filePath(fileName);
     JsonNode root;
@@ -355,7 +377,7 @@ ContentsJSONProcessor::imageJSONThatExistForCategories(const QList<ImageCategory
     const JsonNode* images = root.member(u"images");
     const SlotIndex index(images ? images->elements() : std::vector<JsonNode>());
     QList<ImageSize> kept;
-    for (const ImageSize& size : sizesFor(imageProcessor_, categories)) {
+    for (const ImageSize& size : sizes) {
         if (index.heldByOtherFile(entryOf(size)))
             kept.append(size);
     }
@@ -367,8 +389,13 @@ ContentsJSONProcessor::imageJSONThatExistForCategories(const QList<ImageCategory
 bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageCategory>& categories, const QString& path,
                                                   Error* error)
 {
+    return saveJSONforCategories(sizesFor(imageProcessor_, categories), path, error);
+}
+
+bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageSize>& sizes, const QString& path,
+                                                  Error* error)
+{
     const QString jsonPath = QDir(path).filePath(fileName);
-    const QList<ImageSize> sizes = sizesFor(imageProcessor_, categories);
     // The folder's faults are reported as failed saves, the file's as failed reads.
     const auto refuse = [&](bool reading, const Error& failure) {
         if (reading)

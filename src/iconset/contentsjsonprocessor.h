@@ -57,14 +57,26 @@ public:
     bool saveJSONforCategories(const QList<ImageCategory>& categories, const QString& path,
                                Error* error = nullptr);
 
-    // Makes the first entry holding size's slot (same "idiom", "size" and "scale" text) hold
-    // size's entry, or appends that entry. An entry found keeps its keys other than those a size
+    // The same two for sizes chosen by the caller, in the caller's order (under the same names,
+    // so that their log lines name the same operations).
+    std::optional<QList<ImageSize>> imageJSONThatExistForCategories(const QList<ImageSize>& sizes,
+                                                                    const QString& path);
+    bool saveJSONforCategories(const QList<ImageSize>& sizes, const QString& path, Error* error = nullptr);
+    // The "images" of the folder's Contents.json, as written; none when there is no file. False,
+    // with the error, for a file that cannot be merged into.
+    static bool readImages(const QString& path, std::vector<JsonNode>& images, Error* error = nullptr);
+
+    // Makes the first entry holding size's slot (see SlotIndex: same "idiom" and "size", the same
+    // "scale" or, without one, the same "platform", and the same appearances) hold size's entry,
+    // or appends that entry. An entry found keeps its keys other than those a size
     // writes ("filename", "idiom", "platform", "role", "scale", "size", "subtype"), as they were
     // written; of those, it has exactly the ones size's entry has.
     void addOrReplaceImageSize(const ImageSize& size, std::vector<JsonNode>& images) const;
     // True when an entry holds size's slot with a "filename" other than size's file name.
     bool hasImageSizeWithImage(const ImageSize& size, const std::vector<JsonNode>& images) const;
 
+    // The entry size writes, as the writer spells it.
+    static JsonNode entryForImageSize(const ImageSize& size);
     // The categoryId of each category, in the same order.
     static QVariantList imageCategoryIdsForImageCategories(const QList<ImageCategory>& categories);
 

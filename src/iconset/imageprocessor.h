@@ -5,6 +5,7 @@
 #include "iconset/imagesize.h"
 #include "platform/error.h"
 
+#include <QColor>
 #include <QList>
 #include <QStringList>
 #include <QVariant>
@@ -47,13 +48,23 @@ public:
     ImagePtr croppedImage(const ImagePtr& image, const ImageSize& size);
     bool resizeAndSaveImage(const ImagePtr& image, const QList<ImageCategory>& categories,
                             const QString& path, Error* error = nullptr, const Progress& progress = {});
+    // The same for the given sizes, in their order, under their file names: for callers that
+    // decide the sizes themselves (the slots an icon set already has, the names it already uses).
+    // One name for both, so that the log lines name the same operation.
+    bool resizeAndSaveImage(const ImagePtr& image, const QList<ImageSize>& sizes, const QString& path,
+                            Error* error = nullptr, const Progress& progress = {});
+
+    // What shows through the transparent parts of icons that must be opaque
+    // (ImageSize::needsOpaquePixels); white unless set. Only its opaque RGB is used.
+    QColor backgroundColour() const { return backgroundColour_; }
+    void setBackgroundColour(const QColor& colour) { backgroundColour_ = colour.toRgb(); }
 
 private:
-    template <typename Record>
-    QList<Record> loadRecords(const QString& name);
+    template <typename Record> QList<Record> loadRecords(const QString& name);
 
     std::optional<QList<ImageCategory>> allImageCategories_;
     std::optional<QList<ImageSize>> allImageSizes_;
+    QColor backgroundColour_ = QColor(255, 255, 255);
 };
 
 } // namespace iconfoundry

@@ -21,6 +21,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QPainter>
 #include <QThread>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
@@ -97,7 +98,22 @@ struct RenderJob
     qint64 pixels = 0;
     std::optional<QRectF> crop;
     QImage drawn;
+    // Set for icons that must have no alpha channel: laid over this colour, written as RGB.
+    std::optional<QColor> background;
 };
+
+// The bitmap laid over an opaque colour: every pixel opaque, ready to be written without alpha.
+QImage overBackground(const QImage& bitmap, const QColor& background)
+{
+    QImage opaque(bitmap.size(), QImage::Format_RGB32);
+    if (opaque.isNull())
+        return opaque;
+    opaque.fill(background.rgb());
+    QPainter painter(&opaque);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.drawImage(0, 0, bitmap);
+    return opaque;
+}
 
 struct RenderOutcome
 {
@@ -117,7 +133,9 @@ RenderOutcome render(const RenderJob& job)
                      QStringLiteral("The icon could not be drawn at %1 \u00d7 %2 pixels.")
                          .arg(pixels.width())
                          .arg(pixels.height())}};
-        QByteArray png = PngWriter::encode(bitmap);
+        QByteArray png = job.background ? PngWriter::encode(overBackground(bitmap, *job.background), 0,
+                                                            PngWriter::Channels::Rgb)
+                                        : PngWriter::encode(bitmap);
         if (png.isEmpty())
             return {{}, {int(Image::TooLarge), QStringLiteral("The icon could not be encoded as PNG.")}};
         return {std::move(png), {}};
@@ -271,6 +289,16 @@ QList<ImagePtr> ImageProcessor::resizeImage(const ImagePtr& image, const QList<I
 bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<ImageCategory>& categories,
                                         const QString& path, Error* error, const Progress& progress)
 {
+    QList<ImageSize> sizes;
+    for (const ImageSize& size : allImageSizes())
+        if (imageSize(size, categories))
+            sizes.append(size);
+    return resizeAndSaveImage(image, sizes, path, error, progress);
+}
+
+bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<ImageSize>& sizes,
+                                        const QString& path, Error* error, const Progress& progress)
+{
     struct Entry
     {
         QString path;
@@ -281,9 +309,7 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
     std::vector<Entry> entries;
     QHash<QString, int> jobByKey;
 
-    for (const ImageSize& size : allImageSizes()) {
-        if (!imageSize(size, categories))
-            continue;
+    for (const ImageSize& size : sizes) {
         ImagePtr from = image;
         std::optional<QRectF> crop;
         if (size.cropAspect() != 0 && image) {
@@ -294,9 +320,12 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
         const QSizeF target = targetSize(size);
 
         const QSize pixels = truncated(target);
-        const QString key = crop ? QString::asprintf("%a %a %a %a %d %d", crop->x(), crop->y(), crop->width(),
-                                                     crop->height(), pixels.width(), pixels.height())
-                                 : QString::asprintf("- %d %d", pixels.width(), pixels.height());
+        const bool opaque = size.needsOpaquePixels();
+        QString key = crop ? QString::asprintf("%a %a %a %a %d %d", crop->x(), crop->y(), crop->width(),
+                                               crop->height(), pixels.width(), pixels.height())
+                           : QString::asprintf("- %d %d", pixels.width(), pixels.height());
+        if (opaque)
+            key += QStringLiteral(" opaque");
         auto found = jobByKey.constFind(key);
         int job;
         if (found != jobByKey.constEnd()) {
@@ -304,7 +333,12 @@ bool ImageProcessor::resizeAndSaveImage(const ImagePtr& image, const QList<Image
         } else {
             job = int(jobs.size());
             jobByKey.insert(key, job);
-            jobs.push_back({from, target, qint64(pixels.width()) * pixels.height(), crop, {}});
+            jobs.push_back({from,
+                            target,
+                            qint64(pixels.width()) * pixels.height(),
+                            crop,
+                            {},
+                            opaque ? std::optional<QColor>(backgroundColour_) : std::nullopt});
         }
         entries.push_back({joinPath(path, size.fileName().value_or(QString())), job, false});
     }

@@ -5,6 +5,7 @@
 
 #include <QCborArray>
 #include <QCborMap>
+#include <QJsonArray>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -55,6 +56,7 @@ ImageSize::ImageSize(const QVariantMap& dictionary)
     fileName_ = stringValue(dictionary.value(QStringLiteral("filename")));
     role_ = stringValue(dictionary.value(QStringLiteral("role")));
     subtype_ = stringValue(dictionary.value(QStringLiteral("subtype")));
+    appearance_ = stringValue(dictionary.value(QStringLiteral("appearance")));
     const QVariant categories = dictionary.value(QStringLiteral("categories"));
     if (categories.metaType().id() == QMetaType::QVariantList)
         categoryIds_ = categories.toList();
@@ -78,7 +80,21 @@ QJsonObject ImageSize::dictionary() const
         entry.insert(QStringLiteral("role"), *role_);
     if (subtype_)
         entry.insert(QStringLiteral("subtype"), *subtype_);
+    if (appearance_)
+        entry.insert(QStringLiteral("appearances"),
+                     QJsonArray{QJsonObject{{QStringLiteral("appearance"), QStringLiteral("luminosity")},
+                                            {QStringLiteral("value"), *appearance_}}});
     return entry;
+}
+
+bool ImageSize::needsOpaquePixels() const
+{
+    if (idiom_ == QLatin1String("ios-marketing") || idiom_ == QLatin1String("watch-marketing"))
+        return true;
+    // The single size of the default appearance is the store icon of iOS and of watchOS alike.
+    return idiom_ == QLatin1String("universal") &&
+           (platform_ == QLatin1String("ios") || platform_ == QLatin1String("watchos")) && scale_ == 0 &&
+           !appearance_;
 }
 
 bool ImageSize::hasCategoryId(qint64 categoryId) const
@@ -114,6 +130,8 @@ QString ImageSize::description() const
         text += format("%.0fx%.0fpt ", width_, height_);
     if (scale_ > 1)
         text += format("(@%.0fx)", scale_);
+    if (appearance_)
+        text += (text.endsWith(QLatin1Char(' ')) ? QString() : QStringLiteral(" ")) + *appearance_;
     return text;
 }
 
@@ -131,7 +149,7 @@ QSize ImageSize::pixelSize() const
 
 QByteArray ImageSize::archive() const
 {
-    // The platform is not archived: a size restored from an archive has none.
+    // Neither the platform nor the appearance is archived: a size restored from an archive has none.
     QCborMap record;
     if (idiom_)
         record.insert(QStringLiteral("idiom"), *idiom_);

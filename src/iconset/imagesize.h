@@ -39,13 +39,19 @@ public:
     void setRole(std::optional<QString> v) { role_ = std::move(v); }
     const std::optional<QString>& subtype() const { return subtype_; }
     void setSubtype(std::optional<QString> v) { subtype_ = std::move(v); }
+    // The luminosity appearance the slot is for ("dark", "tinted"); absent for the default look.
+    const std::optional<QString>& appearance() const { return appearance_; }
+    void setAppearance(std::optional<QString> v) { appearance_ = std::move(v); }
     // Absent and empty lists both mean "no category".
     const QVariantList& categoryIds() const { return categoryIds_; }
     void setCategoryIds(QVariantList v) { categoryIds_ = std::move(v); }
 
     // The asset-catalogue entry: "idiom", "platform", "size", "scale", "filename", "role",
-    // "subtype", each only when it applies.
+    // "subtype" and "appearances" (one luminosity appearance), each only when it applies.
     QJsonObject dictionary() const;
+    // True for the icons App Store Connect refuses with an alpha channel: the marketing icons and
+    // the single-size iOS icon of the default appearance, from which Xcode makes the store's.
+    bool needsOpaquePixels() const;
     bool hasCategoryId(qint64 categoryId) const;
     bool hasAnyCategoryId(const QVariantList& categoryIds) const;
     // User-facing text, e.g. "iPhone 60pt (@3x)"; a 1x size ends in a blank.
@@ -57,7 +63,7 @@ public:
     bool operator==(const ImageSize&) const = default;
 
     // Stable, versioned archive (keys "idiom", "width", "height", "cropAspect", "scale",
-    // "filename", "role", "subtype", "categories"; the platform is not kept).
+    // "filename", "role", "subtype", "categories"; the platform and the appearance are not kept).
     QByteArray archive() const;
     static std::optional<ImageSize> unarchive(const QByteArray& data);
 
@@ -71,6 +77,7 @@ private:
     std::optional<QString> fileName_;
     std::optional<QString> role_;
     std::optional<QString> subtype_;
+    std::optional<QString> appearance_;
     QVariantList categoryIds_;
 };
 

@@ -8,7 +8,10 @@
 #include <cstring>
 #include <libdeflate.h>
 #include <new>
+#include <system_error>
+#include <thread>
 #include <vector>
+#include <zlib.h>
 
 namespace iconfoundry {
 
@@ -46,12 +49,13 @@ public:
     }
     void trim()
     {
-        for (auto* buffer : {&rows, &filtered, &packed})
+        for (auto* buffer : {&rows, &wide, &filtered, &packed})
             if (buffer->capacity() > kKeepBytes)
                 std::vector<uint8_t>().swap(*buffer);
     }
 
     std::vector<uint8_t> rows;     // previous and current row
+    std::vector<uint8_t> wide;     // one row as RGBA, when RGB is written
     std::vector<uint8_t> filtered; // what deflate reads
     std::vector<uint8_t> packed;   // what deflate writes
 
@@ -128,7 +132,8 @@ inline uint8_t paeth(int a, int b, int c)
     return uint8_t(pa <= pb && pa <= pc ? a : bc);
 }
 
-// Filters one row of n bytes (4 bytes per pixel) with filter f into out.
+// Filters one row of n bytes (Bpp bytes per pixel) with filter f into out.
+template <size_t Bpp>
 void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n, uint8_t* out)
 {
     switch (f) {
@@ -136,25 +141,25 @@ void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n, ui
         std::memcpy(out, cur, n);
         break;
     case Sub:
-        std::memcpy(out, cur, 4);
-        for (size_t i = 4; i < n; ++i)
-            out[i] = uint8_t(cur[i] - cur[i - 4]);
+        std::memcpy(out, cur, Bpp);
+        for (size_t i = Bpp; i < n; ++i)
+            out[i] = uint8_t(cur[i] - cur[i - Bpp]);
         break;
     case Up:
         for (size_t i = 0; i < n; ++i)
             out[i] = uint8_t(cur[i] - prev[i]);
         break;
     case Average:
-        for (size_t i = 0; i < 4; ++i)
+        for (size_t i = 0; i < Bpp; ++i)
             out[i] = uint8_t(cur[i] - (prev[i] >> 1));
-        for (size_t i = 4; i < n; ++i)
-            out[i] = uint8_t(cur[i] - ((cur[i - 4] + prev[i]) >> 1));
+        for (size_t i = Bpp; i < n; ++i)
+            out[i] = uint8_t(cur[i] - ((cur[i - Bpp] + prev[i]) >> 1));
         break;
     case Paeth:
-        for (size_t i = 0; i < 4; ++i)
+        for (size_t i = 0; i < Bpp; ++i)
             out[i] = uint8_t(cur[i] - prev[i]);
-        for (size_t i = 4; i < n; ++i)
-            out[i] = uint8_t(cur[i] - paeth(cur[i - 4], prev[i], prev[i - 4]));
+        for (size_t i = Bpp; i < n; ++i)
+            out[i] = uint8_t(cur[i] - paeth(cur[i - Bpp], prev[i], prev[i - Bpp]));
         break;
     }
 }
@@ -168,10 +173,10 @@ inline uint32_t magnitude(uint8_t v)
 // Picks the filter for one row by the usual estimate of how well it compresses: the filtered
 // bytes read as signed values, summed by magnitude; the smallest sum wins, ties to the lower
 // filter number. All five sums come from one pass over the row.
-Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
+template <size_t Bpp> Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
 {
     uint32_t sum[5] = {};
-    for (size_t i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < Bpp; ++i) {
         const uint8_t x = cur[i], b = prev[i];
         sum[None] += magnitude(x);
         sum[Sub] += magnitude(x);
@@ -180,8 +185,8 @@ Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
         sum[Paeth] += magnitude(uint8_t(x - b));
     }
     uint32_t none = 0, sub = 0, up = 0, average = 0, paethSum = 0;
-    for (size_t i = 4; i < n; ++i) {
-        const uint8_t x = cur[i], a = cur[i - 4], b = prev[i], c = prev[i - 4];
+    for (size_t i = Bpp; i < n; ++i) {
+        const uint8_t x = cur[i], a = cur[i - Bpp], b = prev[i], c = prev[i - Bpp];
         none += magnitude(x);
         sub += magnitude(uint8_t(x - a));
         up += magnitude(uint8_t(x - b));
@@ -200,23 +205,136 @@ Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
     return chosen;
 }
 
-// The image as PNG scanlines: per row a filter byte and the filtered row.
-void filterImage(const QImage& image, ThreadScratch& s)
+// One row as straight bytes, Bpp a pixel (3: the alpha byte is left out, through wide).
+template <size_t Bpp> void readRow(const QImage& image, int y, uint8_t* out, std::vector<uint8_t>& wide)
 {
-    const size_t n = size_t(image.width()) * 4;
-    const int height = image.height();
-    s.filtered.resize((n + 1) * height);
-    s.rows.assign(n * 2, 0);
-    uint8_t* prev = s.rows.data(); // zeros above the first row (Up and Paeth then equal None and Sub)
+    if constexpr (Bpp == 3) {
+        const size_t width = size_t(image.width());
+        wide.resize(width * 4);
+        straightRow(image, y, wide.data());
+        for (size_t x = 0; x < width; ++x)
+            std::memcpy(out + x * 3, wide.data() + x * 4, 3);
+    } else {
+        straightRow(image, y, out);
+    }
+}
+
+// Rows [first, last) of the image as PNG scanlines, each a filter byte and the filtered row,
+// into filtered (which has room for every row). rows and wide are the caller's scratch.
+template <size_t Bpp>
+void filterRows(const QImage& image, int first, int last, uint8_t* filtered, std::vector<uint8_t>& rows,
+                std::vector<uint8_t>& wide)
+{
+    const size_t n = size_t(image.width()) * Bpp;
+    rows.assign(n * 2, 0);
+    uint8_t* prev = rows.data(); // zeros above the first row (Up and Paeth then equal None and Sub)
     uint8_t* cur = prev + n;
-    for (int y = 0; y < height; ++y) {
-        straightRow(image, y, cur);
-        const Filter chosen = chooseFilter(cur, prev, n);
-        uint8_t* dst = s.filtered.data() + (n + 1) * y;
+    if (first > 0)
+        readRow<Bpp>(image, first - 1, prev, wide);
+    for (int y = first; y < last; ++y) {
+        readRow<Bpp>(image, y, cur, wide);
+        const Filter chosen = chooseFilter<Bpp>(cur, prev, n);
+        uint8_t* dst = filtered + (n + 1) * size_t(y);
         dst[0] = chosen;
-        applyFilter(chosen, cur, prev, n, dst + 1);
+        applyFilter<Bpp>(chosen, cur, prev, n, dst + 1);
         std::swap(prev, cur);
     }
+}
+
+// Scanlines of at least this many bytes are filtered and compressed in two strips at once.
+constexpr size_t kTwoStripBytes = 1024 * 1024;
+// libdeflate has no way to end a stream without its final block, so the upper strip goes through
+// zlib, which can (a sync flush leaves it byte-aligned and open), and the lower strip through
+// libdeflate, whose final block then ends the stream: the two join into one valid deflate stream,
+// as parallel gzip tools join theirs. zlib is the slower of the two, so it gets the smaller strip.
+constexpr int kUpperStripPercent = 42;
+constexpr int kZlibLevel = 6; // about libdeflate level 7's size on icon artwork
+
+// The zlib stream of the scanlines of image, filtered and compressed in two strips on two threads,
+// into s.packed; returns its length, 0 on failure.
+template <size_t Bpp> size_t compressInTwoStrips(const QImage& image, int level, ThreadScratch& s)
+{
+    const int height = image.height();
+    const size_t rowBytes = size_t(image.width()) * Bpp + 1;
+    const int split = std::max(1, height * kUpperStripPercent / 100);
+    s.filtered.resize(rowBytes * size_t(height));
+    uint8_t* filtered = s.filtered.data();
+
+    std::vector<uint8_t> lower;
+    bool lowerDone = false;
+    std::thread worker([&] {
+        try {
+            std::vector<uint8_t> rows, wide;
+            filterRows<Bpp>(image, split, height, filtered, rows, wide);
+            libdeflate_compressor* compressor = libdeflate_alloc_compressor(level);
+            if (!compressor)
+                return;
+            const size_t length = rowBytes * size_t(height - split);
+            lower.resize(libdeflate_deflate_compress_bound(compressor, length));
+            const size_t packed = libdeflate_deflate_compress(compressor, filtered + rowBytes * size_t(split),
+                                                              length, lower.data(), lower.size());
+            libdeflate_free_compressor(compressor);
+            lower.resize(packed);
+            lowerDone = packed > 0;
+        } catch (const std::bad_alloc&) {
+        }
+    });
+
+    bool upperDone = false;
+    std::vector<uint8_t> upper;
+    try {
+        filterRows<Bpp>(image, 0, split, filtered, s.rows, s.wide);
+        z_stream z{};
+        if (deflateInit2(&z, kZlibLevel, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) == Z_OK) {
+            const uLong length = uLong(rowBytes * size_t(split));
+            upper.resize(deflateBound(&z, length) + 16); // room for the flush marker
+            z.next_in = filtered;
+            z.avail_in = uInt(length);
+            z.next_out = upper.data();
+            z.avail_out = uInt(upper.size());
+            upperDone = deflate(&z, Z_SYNC_FLUSH) == Z_OK && z.avail_in == 0;
+            upper.resize(upper.size() - z.avail_out);
+            deflateEnd(&z);
+        }
+    } catch (const std::bad_alloc&) {
+    }
+    worker.join();
+    if (!upperDone || !lowerDone)
+        return 0;
+
+    // zlib header (deflate, 32 KiB window, default level), both strips, the Adler-32 of it all.
+    const uint32_t check = libdeflate_adler32(1, filtered, s.filtered.size());
+    s.packed.resize(2 + upper.size() + lower.size() + 4);
+    uint8_t* out = s.packed.data();
+    *out++ = 0x78;
+    *out++ = 0x9c;
+    out = std::copy(upper.begin(), upper.end(), out);
+    out = std::copy(lower.begin(), lower.end(), out);
+    for (int shift = 24; shift >= 0; shift -= 8)
+        *out++ = uint8_t(check >> shift);
+    return s.packed.size();
+}
+
+// The zlib stream of the scanlines of image into s.packed; returns its length, 0 on failure.
+template <size_t Bpp> size_t compressScanlines(const QImage& image, int level, ThreadScratch& s)
+{
+    const size_t bytes = (size_t(image.width()) * Bpp + 1) * size_t(image.height());
+    if (bytes >= kTwoStripBytes && image.height() >= 2 && std::thread::hardware_concurrency() > 1) {
+        size_t packed = 0;
+        try {
+            packed = compressInTwoStrips<Bpp>(image, level, s);
+        } catch (const std::system_error&) { // no second thread to be had
+        }
+        if (packed)
+            return packed;
+    }
+    libdeflate_compressor* compressor = s.compressor(level);
+    if (!compressor)
+        return 0;
+    s.filtered.resize(bytes);
+    filterRows<Bpp>(image, 0, image.height(), s.filtered.data(), s.rows, s.wide);
+    s.packed.resize(libdeflate_zlib_compress_bound(compressor, bytes));
+    return libdeflate_zlib_compress(compressor, s.filtered.data(), bytes, s.packed.data(), s.packed.size());
 }
 
 void putU32(QByteArray& out, uint32_t v)
@@ -237,7 +355,7 @@ void putChunk(QByteArray& out, const char* type, const uint8_t* data, size_t len
 
 } // namespace
 
-QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
+QByteArray PngWriter::encode(const QImage& input, int compressionLevel, Channels channels)
 {
     if (input.isNull() || input.width() <= 0 || input.height() <= 0)
         return {};
@@ -258,14 +376,9 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
             if (image.isNull())
                 return {};
         }
-        libdeflate_compressor* compressor = scratch.compressor(level);
-        if (!compressor)
-            return {};
-        filterImage(image, scratch);
-        scratch.packed.resize(libdeflate_zlib_compress_bound(compressor, scratch.filtered.size()));
+        const bool rgb = channels == Channels::Rgb;
         const size_t packed =
-            libdeflate_zlib_compress(compressor, scratch.filtered.data(), scratch.filtered.size(),
-                                     scratch.packed.data(), scratch.packed.size());
+            rgb ? compressScanlines<3>(image, level, scratch) : compressScanlines<4>(image, level, scratch);
         if (packed == 0)
             return {};
 
@@ -278,11 +391,11 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel)
                                     uint8_t(h >> 16),
                                     uint8_t(h >> 8),
                                     uint8_t(h),
-                                    8,  // bit depth
-                                    6,  // colour type: RGBA
-                                    0,  // deflate
-                                    0,  // adaptive filtering
-                                    0}; // not interlaced
+                                    8,                    // bit depth
+                                    uint8_t(rgb ? 2 : 6), // colour type: RGB or RGBA
+                                    0,                    // deflate
+                                    0,                    // adaptive filtering
+                                    0};                   // not interlaced
         QByteArray png;
         png.reserve(qsizetype(packed) + 57);
         png.append("\x89PNG\r\n\x1a\n", 8);

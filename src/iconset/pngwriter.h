@@ -5,8 +5,9 @@
 
 namespace iconfoundry {
 
-// Encodes bitmaps as PNG: always 8 bits per sample, colour type 6 (RGBA, straight alpha),
-// non-interlaced, exactly the bitmap's pixel dimensions, no ancillary chunks.
+// Encodes bitmaps as PNG: always 8 bits per sample, colour type 6 (RGBA, straight alpha) or, on
+// request, 2 (RGB: for icons that must have no alpha channel), non-interlaced, exactly the
+// bitmap's pixel dimensions, no ancillary chunks.
 //
 // Premultiplied sources are un-premultiplied on the way out; fully transparent pixels are written
 // as 0,0,0,0. Each row gets the PNG filter that makes it cheapest to compress (smallest sum of
@@ -24,9 +25,16 @@ public:
     // default level 6 on the same filtered rows; libdeflate's own level 6 is 10% larger.
     static constexpr int kDefaultLevel = 7;
 
+    enum class Channels
+    {
+        Rgba,
+        Rgb // the alpha is dropped: the caller lays a transparent image over a background first
+    };
+
     // Returns the PNG file bytes, or an empty array for a null or empty image (or when memory runs
     // out). compressionLevel 0 picks the default; values are clamped to 1..12.
-    static QByteArray encode(const QImage& image, int compressionLevel = 0);
+    static QByteArray encode(const QImage& image, int compressionLevel = 0,
+                             Channels channels = Channels::Rgba);
 };
 
 } // namespace iconfoundry

@@ -1,5 +1,8 @@
 #include "iconset/slotindex.h"
 
+#include <QList>
+#include <algorithm>
+
 namespace iconfoundry {
 
 namespace {
@@ -23,9 +26,31 @@ std::optional<SlotIndex::Slot> SlotIndex::slotOf(const JsonNode& entry)
     const JsonNode* idiom = entry.member(u"idiom");
     const JsonNode* size = entry.member(u"size");
     const JsonNode* scale = entry.member(u"scale");
-    if (!idiom || !idiom->isString() || !size || !size->isString() || !scale || !scale->isString())
+    if (!idiom || !idiom->isString() || !size || !size->isString() || (scale && !scale->isString()))
         return std::nullopt;
-    return Slot{idiom->plainText(), size->plainText(), scale->plainText()};
+    Slot slot{idiom->plainText(), size->plainText(), !scale, {}, {}, {}};
+    if (scale) {
+        slot.scale = scale->plainText();
+    } else if (const JsonNode* platform = entry.member(u"platform")) {
+        if (!platform->isString())
+            return std::nullopt;
+        slot.platform = platform->plainText();
+    }
+    if (const JsonNode* appearances = entry.member(u"appearances")) {
+        if (!appearances->isArray())
+            return std::nullopt;
+        QList<QByteArray> pairs;
+        for (const JsonNode& item : appearances->elements()) {
+            const JsonNode* kind = item.member(u"appearance");
+            const JsonNode* value = item.member(u"value");
+            if (!kind || !kind->isString() || !value || !value->isString())
+                return std::nullopt;
+            pairs.append(kind->plainText() + '=' + value->plainText());
+        }
+        std::sort(pairs.begin(), pairs.end());
+        slot.appearances = pairs.join('\n');
+    }
+    return slot;
 }
 
 qsizetype SlotIndex::firstHolder(const JsonNode& entry) const

@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <string>
 #include <vector>
@@ -141,6 +142,56 @@ bool childSend(const void* data, size_t size)
     return sendAll(kChildSocket, data, size, secondsFromNow(3600));
 }
 
+// librsvg and cairo are opened by the renderer child alone. Linked into the program, they and
+// the libraries they pull in (GLib, Pango, fonts, ...) would be loaded and relocated by every start,
+// a bitmap source's or a window's too, for about a third of the loader's time. The pointers carry
+// the functions' own names, so the calls below read as plain librsvg and cairo calls.
+#define ICONFOUNDRY_LIBRSVG_FUNCTIONS(F)                                                                     \
+    F(cairo_create)                                                                                          \
+    F(cairo_destroy)                                                                                         \
+    F(cairo_image_surface_create)                                                                            \
+    F(cairo_image_surface_get_data)                                                                          \
+    F(cairo_image_surface_get_stride)                                                                        \
+    F(cairo_scale)                                                                                           \
+    F(cairo_status)                                                                                          \
+    F(cairo_status_to_string)                                                                                \
+    F(cairo_surface_destroy)                                                                                 \
+    F(cairo_surface_flush)                                                                                   \
+    F(cairo_translate)                                                                                       \
+    F(g_error_free)                                                                                          \
+    F(rsvg_handle_get_geometry_for_layer)                                                                    \
+    F(rsvg_handle_get_intrinsic_dimensions)                                                                  \
+    F(rsvg_handle_get_intrinsic_size_in_pixels)                                                              \
+    F(rsvg_handle_new_from_data)                                                                             \
+    F(rsvg_handle_render_document)                                                                           \
+    F(rsvg_handle_set_dpi)
+
+#define ICONFOUNDRY_DECLARE_POINTER(name) decltype(&::name) name = nullptr;
+ICONFOUNDRY_LIBRSVG_FUNCTIONS(ICONFOUNDRY_DECLARE_POINTER)
+#undef ICONFOUNDRY_DECLARE_POINTER
+
+// Opens librsvg (cairo and GLib come with it) and finds every function above; on failure says
+// why in message.
+bool openLibrsvg(std::string* message)
+{
+    void* library = ::dlopen("librsvg-2.so.2", RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        const char* reason = ::dlerror();
+        *message = std::string("librsvg could not be loaded: ") + (reason ? reason : "unknown error");
+        return false;
+    }
+    bool found = true;
+#define ICONFOUNDRY_RESOLVE(name)                                                                            \
+    name = reinterpret_cast<decltype(name)>(::dlsym(library, #name));                                        \
+    if (!name) {                                                                                             \
+        *message = "librsvg lacks " #name;                                                                   \
+        found = false;                                                                                       \
+    }
+    ICONFOUNDRY_LIBRSVG_FUNCTIONS(ICONFOUNDRY_RESOLVE)
+#undef ICONFOUNDRY_RESOLVE
+    return found;
+}
+
 std::string errorText(GError* error, const char* fallback)
 {
     std::string text = error && error->message ? error->message : fallback;
@@ -184,18 +235,20 @@ bool intrinsicSize(RsvgHandle* handle, double* width, double* height)
     if (!childReceive(document.data(), length, kChildIdleSeconds))
         ::_exit(1);
 
+    std::string message;
+    const bool opened = openLibrsvg(&message);
     GError* error = nullptr;
     RsvgHandle* handle =
-        rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(document.data()), length, &error);
+        opened ? rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(document.data()), length, &error)
+               : nullptr;
     if (handle)
         rsvg_handle_set_dpi(handle, 96); // the CSS inch, as rsvg-convert and browsers use
     LoadReply loaded{0, 0, 0, 0};
-    std::string message;
-    if (!handle)
+    if (opened && !handle)
         message = errorText(error, "librsvg could not read it");
-    else if (!intrinsicSize(handle, &loaded.width, &loaded.height))
+    else if (opened && !intrinsicSize(handle, &loaded.width, &loaded.height))
         message = "it has no size";
-    else
+    else if (opened)
         loaded.ok = 1;
     loaded.messageLength = quint32(message.size());
     if (!childSend(&loaded, sizeof loaded) || !childSend(message.data(), message.size()) || !loaded.ok)
@@ -258,8 +311,12 @@ bool intrinsicSize(RsvgHandle* handle, double* width, double* height)
         ::_exit(1); // the parent ended before the line above
     const rlimit noCore{0, 0};
     ::setrlimit(RLIMIT_CORE, &noCore);
+#if !defined(__SANITIZE_ADDRESS__)
+    // (Not in a sanitizer build: AddressSanitizer's own shadow memory is far beyond the limit, and
+    // the child could then allocate nothing.)
     const rlimit data{kChildDataBytes, kChildDataBytes};
     ::setrlimit(RLIMIT_DATA, &data);
+#endif
     serveParent();
 }();
 
@@ -538,22 +595,14 @@ public:
 
         const auto deadline = secondsFromNow(SvgDocument::kSecondsPerStep);
         const quint64 length = quint64(document.size());
-        LoadReply reply{};
         if (!sendAll(socket_, &length, sizeof length, deadline) ||
-            !sendAll(socket_, document.constData(), size_t(document.size()), deadline) ||
-            !receiveAll(socket_, &reply, sizeof reply, deadline) || reply.messageLength > kMaxMessage) {
+            !sendAll(socket_, document.constData(), size_t(document.size()), deadline)) {
             *reason = ended(deadline, "reading it");
             return false;
         }
-        QByteArray message(reply.messageLength, Qt::Uninitialized);
-        if (!receiveAll(socket_, message.data(), size_t(message.size()), deadline)) {
-            *reason = ended(deadline, "reading it");
+        LoadReply reply{};
+        if (!receiveReply(&reply, deadline, "reading it", reason))
             return false;
-        }
-        if (!reply.ok) {
-            *reason = QString::fromUtf8(message);
-            return false;
-        }
         *size = QSizeF(reply.width, reply.height);
         lastUse_ = Clock::now();
         return true;
@@ -564,21 +613,13 @@ public:
         const auto deadline = secondsFromNow(SvgDocument::kSecondsPerStep);
         const RenderRequest request{part.x(),      part.y(),       part.width(),
                                     part.height(), pixels.width(), pixels.height()};
+        if (!sendAll(socket_, &request, sizeof request, deadline)) {
+            *reason = ended(deadline, "drawing it");
+            return false;
+        }
         RenderReply reply{};
-        if (!sendAll(socket_, &request, sizeof request, deadline) ||
-            !receiveAll(socket_, &reply, sizeof reply, deadline) || reply.messageLength > kMaxMessage) {
-            *reason = ended(deadline, "drawing it");
+        if (!receiveReply(&reply, deadline, "drawing it", reason))
             return false;
-        }
-        QByteArray message(reply.messageLength, Qt::Uninitialized);
-        if (!receiveAll(socket_, message.data(), size_t(message.size()), deadline)) {
-            *reason = ended(deadline, "drawing it");
-            return false;
-        }
-        if (!reply.ok) {
-            *reason = QString::fromUtf8(message);
-            return false;
-        }
         QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
         if (image.isNull()) {
             *reason = QStringLiteral("there is not enough memory for its pixels");
@@ -602,6 +643,25 @@ public:
 
 private:
     // Why the child stopped answering; it is ended for good either way.
+    // Reads a reply and the message after it. False when the child does not answer in time (the
+    // reason says what it was doing) or answers that it failed (the reason is its message).
+    template <typename Reply>
+    bool receiveReply(Reply* reply, Clock::time_point deadline, const char* doing, QString* reason)
+    {
+        if (!receiveAll(socket_, reply, sizeof *reply, deadline) || reply->messageLength > kMaxMessage) {
+            *reason = ended(deadline, doing);
+            return false;
+        }
+        QByteArray message(reply->messageLength, Qt::Uninitialized);
+        if (!receiveAll(socket_, message.data(), size_t(message.size()), deadline)) {
+            *reason = ended(deadline, doing);
+            return false;
+        }
+        if (!reply->ok)
+            *reason = QString::fromUtf8(message);
+        return reply->ok;
+    }
+
     QString ended(Clock::time_point deadline, const char* doing)
     {
         timedOut_ = Clock::now() >= deadline;

@@ -199,6 +199,10 @@ private:
     QFuture<WriteResult> writeIconFiles(const QUrl& url, const QList<ImageCategory>& categories,
                                         std::function<void(bool)> completion);
     void endWrite();
+    // Asks for one folder with a panel titled panelTitle, writes the icons there (asking before
+    // replacing) and, once they are written, hands the folder to saved.
+    void chooseFolderAndSave(const QString& panelTitle, bool intoPackages,
+                             std::function<void(const QUrl&)> saved);
     // False, after telling the user, when no category is ticked.
     bool checkImageSizesChosen(const QList<ImageCategory>& categories);
     // The URLs of the icon files the categories give, in folder, each file once.

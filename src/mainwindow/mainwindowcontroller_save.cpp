@@ -104,20 +104,28 @@ void MainWindowController::saveDocumentAs()
     if (!hasImage() || isWriting() || !checkImageSizesChosen(selectedImageCategories()))
         return;
     QPointer<MainWindowController> self(this);
-    PanelPresenter::shared().beginOpenPanel(
-        folderPanelOptions(Texts::text("SaveDocument.Panel.Title"), window()),
-        [self](int response, const QList<QUrl>& urls) {
-            if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
-                return;
-            const QUrl url = urls.first();
-            self->saveImageFilesToURL(url, [self, url](bool saved) {
-                if (!self || !saved)
-                    return;
-                Workspace::shared().openURL(url);
-                self->directoryURL_ = url;
-                self->validateMenuItems();
-            });
+    chooseFolderAndSave(Texts::text("SaveDocument.Panel.Title"), false, [self](const QUrl& url) {
+        Workspace::shared().openURL(url);
+        self->directoryURL_ = url;
+        self->validateMenuItems();
+    });
+}
+
+void MainWindowController::chooseFolderAndSave(const QString& panelTitle, bool intoPackages,
+                                               std::function<void(const QUrl&)> saved)
+{
+    OpenPanelOptions options = folderPanelOptions(panelTitle, window());
+    options.treatsFilePackagesAsDirectories = intoPackages;
+    QPointer<MainWindowController> self(this);
+    PanelPresenter::shared().beginOpenPanel(options, [self, saved](int response, const QList<QUrl>& urls) {
+        if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
+            return;
+        const QUrl url = urls.first();
+        self->saveImageFilesToURL(url, [self, url, saved](bool ok) {
+            if (self && ok)
+                saved(url);
         });
+    });
 }
 
 void MainWindowController::saveDocumentToXcode()
@@ -128,22 +136,14 @@ void MainWindowController::saveDocumentToXcode()
     auto choose = [self] {
         if (!self)
             return;
-        OpenPanelOptions options =
-            folderPanelOptions(Texts::text("SaveDocumentXcode.Panel.Title"), self->window());
-        options.treatsFilePackagesAsDirectories = true;
-        PanelPresenter::shared().beginOpenPanel(options, [self](int response, const QList<QUrl>& urls) {
-            if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
-                return;
-            const QUrl url = urls.first();
-            self->saveImageFilesToURL(url, [self, url](bool saved) {
-                if (!self || !saved)
-                    return;
-                // Remembered even if the catalogue question is cancelled: the icons are there.
-                self->xcodeIconSetURL_ = url;
-                self->validateMenuItems();
-                self->saveContentsJSONToURL(url);
-            });
-        });
+        self->chooseFolderAndSave(Texts::text("SaveDocumentXcode.Panel.Title"), true,
+                                  [self](const QUrl& url) {
+                                      // Remembered even if the catalogue question is cancelled: the icons are
+                                      // there.
+                                      self->xcodeIconSetURL_ = url;
+                                      self->validateMenuItems();
+                                      self->saveContentsJSONToURL(url);
+                                  });
     };
     if (defaults_.saveToXcodeAlertSuppression()) {
         choose();

@@ -1,6 +1,7 @@
 #include "platform/defaults.h"
 
 #include <QSettings>
+#include <QUuid>
 
 namespace iconfoundry {
 
@@ -129,6 +130,38 @@ void Defaults::clearRecentDocuments()
 {
     settings_->remove(RecentDocumentsKey);
     settings_->sync();
+}
+
+QDateTime Defaults::lastUpdateCheck() const
+{
+    return settings_->value(LastUpdateCheckKey).toDateTime();
+}
+
+void Defaults::setLastUpdateCheck(const QDateTime& date)
+{
+    settings_->setValue(LastUpdateCheckKey, date);
+}
+
+bool Defaults::sendsLaunchReport() const
+{
+    return settings_->value(SendsLaunchReportKey, false).toBool();
+}
+
+void Defaults::setSendsLaunchReport(bool sends)
+{
+    settings_->setValue(SendsLaunchReportKey, sends);
+    settings_->sync();
+}
+
+QString Defaults::installIdentifier()
+{
+    QString identifier = settings_->value(InstallIdentifierKey).toString();
+    if (QUuid::fromString(identifier).isNull()) {
+        identifier = QUuid::createUuid().toString(QUuid::WithoutBraces);
+        settings_->setValue(InstallIdentifierKey, identifier);
+        settings_->sync();
+    }
+    return identifier;
 }
 
 bool Defaults::synchronize()

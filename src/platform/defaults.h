@@ -28,6 +28,9 @@ public:
     static constexpr char SaveToXcodeAlertSuppressionKey[] = "SaveToXcodeAlertSuppression";
     static constexpr char AnnouncementsSeenKey[] = "AnnouncementsSeen";
     static constexpr char RecentDocumentsKey[] = "RecentDocuments";
+    static constexpr char LastUpdateCheckKey[] = "LastUpdateCheck";
+    static constexpr char SendsLaunchReportKey[] = "SendsLaunchReport";
+    static constexpr char InstallIdentifierKey[] = "InstallIdentifier";
 
     // How many recent documents the Open Recent menu remembers.
     static constexpr int MaximumRecentDocuments = 10;
@@ -62,6 +65,17 @@ public:
     QList<QUrl> recentDocuments() const;
     void noteNewRecentDocumentURL(const QUrl& url);
     void clearRecentDocuments();
+
+    // When the updater last read its feed; invalid when never.
+    QDateTime lastUpdateCheck() const;
+    void setLastUpdateCheck(const QDateTime& date);
+
+    // Whether the user agreed to the anonymous launch report. False when absent: it is opt-in.
+    bool sendsLaunchReport() const;
+    void setSendsLaunchReport(bool sends);
+    // A random identifier of this installation for the launch report, made and stored on first
+    // read. It says nothing about the user or the machine.
+    QString installIdentifier();
 
     // Writes pending changes to the backing store; false when that failed.
     bool synchronize();

@@ -1,4 +1,5 @@
 #include "ui/alerts.h"
+
 #include "platform/seam.h"
 
 #include <QApplication>
@@ -48,6 +49,8 @@ void MessageBoxAlertPresenter::beginAlert(const Alert& alert, Completion complet
     box->setTextFormat(Qt::RichText);
     box->setText(QStringLiteral("<b>%1</b>").arg(alert.messageText.toHtmlEscaped()));
     box->setInformativeText(Qt::convertFromPlainText(alert.informativeText, Qt::WhiteSpaceNormal));
+    if (!alert.detailedText.isEmpty())
+        box->setDetailedText(alert.detailedText);
 
     const QStringList titles = alert.buttonTitles.isEmpty()
                                    ? QStringList{QApplication::translate("QPlatformTheme", "OK")}

@@ -36,6 +36,8 @@ struct Alert
     Style style = Style::Warning;
     QString messageText;
     QString informativeText;
+    // Long text (a report, a log) the user can unfold; empty for none.
+    QString detailedText;
     // Empty means one default button ("OK"), which answers FirstButtonReturn.
     QStringList buttonTitles;
     // A "do not show this again" checkbox. The presenter reports its state back in

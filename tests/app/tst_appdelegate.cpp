@@ -2,6 +2,7 @@
 #include "app/editmenutrimmer.h"
 #include "common/testsupport.h"
 #include "iconset/contentsjsonprocessor.h"
+#include "iconset/sourceimagenotificationcenter.h"
 #include "logging/consolelogger.h"
 #include "logging/filelogger.h"
 #include "logging/log.h"
@@ -10,7 +11,6 @@
 #include "mainwindow/helper_scriptedalerts.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/defaults.h"
-#include "iconset/sourceimagenotificationcenter.h"
 
 #include <QApplication>
 #include <QFileOpenEvent>

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
@@ -51,6 +52,56 @@ QSize promisedPixels(const QJsonObject& entry)
                              : QSize();
 }
 
+// The colour type in a PNG's header: 2 for RGB, 6 for RGBA.
+int pngColourType(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray head = file.read(26);
+    return head.size() == 26 && head.startsWith("\x89PNG") ? int(quint8(head[25])) : -1;
+}
+
+// The slots App Store Connect wants without alpha: the marketing icons and the default-appearance
+// iOS and watchOS single sizes.
+bool mustBeOpaque(const QJsonObject& entry)
+{
+    const QString idiom = entry.value("idiom").toString();
+    const QJsonValue platform = entry.value("platform");
+    return idiom == QLatin1String("ios-marketing") || idiom == QLatin1String("watch-marketing") ||
+           (idiom == QLatin1String("universal") &&
+            (platform == QJsonValue("ios") || platform == QJsonValue("watchos")) &&
+            !entry.contains("scale") && !entry.contains("appearances"));
+}
+
+// Xcode's layout: two blanks of indent per level, "key" : value, keys of each object in order.
+QString notXcodeLayout(const QByteArray& text)
+{
+    if (!text.startsWith("{\n") || !text.endsWith("\n}\n"))
+        return QStringLiteral("not one object ending in a line feed");
+    QMap<int, QByteArray> lastKey; // by indent
+    static const QRegularExpression member(QStringLiteral("^( *)\"([^\"]*)\" : "));
+    for (const QByteArray& line : text.split('\n')) {
+        const int indent = int(line.size() - QByteArray(line).replace(' ', "").size() == 0
+                                   ? 0
+                                   : line.indexOf(QByteArray(line).trimmed()));
+        if (line.contains('\t') || indent % 2 != 0)
+            return QStringLiteral("bad indent: ") + QString::fromUtf8(line);
+        const QRegularExpressionMatch match = member.match(QString::fromUtf8(line));
+        if (match.hasMatch()) {
+            const QByteArray key = match.captured(2).toUtf8();
+            if (lastKey.contains(indent) && !(lastKey.value(indent) < key))
+                return QStringLiteral("keys out of order at: ") + QString::fromUtf8(line);
+            lastKey.insert(indent, key);
+        } else if (line.trimmed().startsWith('}') || line.trimmed().startsWith('{')) {
+            // A new object: the keys of deeper objects start over.
+            for (auto it = lastKey.begin(); it != lastKey.end();)
+                it = it.key() > indent ? lastKey.erase(it) : std::next(it);
+        }
+    }
+    return {};
+}
+
 } // namespace
 
 class TestGenerate : public QObject
@@ -66,6 +117,10 @@ private slots:
     void badInput();
     void warnsAboutTheSource_data();
     void warnsAboutTheSource();
+    void realProjects_data();
+    void realProjects();
+    void appearancesAndOpaqueIcons();
+    void emptyFolderOfAnotherName();
 
 private:
     QTemporaryDir inputs_;
@@ -90,47 +145,46 @@ void TestGenerate::intoXcodeIconSet()
     const QString iconSet =
         project.filePath(QStringLiteral("My App %2F \u00fc/Assets.xcassets/AppIcon.appiconset"));
     QVERIFY(copyFolder(testData(QStringLiteral("AppIcon.appiconset")), iconSet));
+    // A file the set does not name, under the name its empty iPhone 20@2x slot gets: listed,
+    // nothing written.
+    QVERIFY(QFile::copy(testData("blue-20x10-no-dpi.png"), QDir(iconSet).filePath("AppIcon-20@2x.png")));
     const QMap<QString, QByteArray> before = snapshot(project.path());
-
-    // A stale AppIcon-20.png and a slot held by Icon-180.png: listed, nothing written.
     Run run = runIconFoundry({"generate", source_, "--xcode", iconSet});
     QCOMPARE(run.exitCode, 8);
-    for (const QString& listed :
-         {QDir(iconSet).filePath("AppIcon-20.png"), QString("iPhone 60pt (@3x)"), QString("--force")})
+    for (const QString& listed : {QDir(iconSet).filePath("AppIcon-20@2x.png"), QString("--force")})
         QVERIFY2(run.err.contains(listed), qPrintable(run.err));
     QCOMPARE(snapshot(project.path()), before);
 
-    run = runIconFoundry({"generate", source_, "--xcode", iconSet, "--force"});
+    // The files the set names (AppIcon-20.png, Icon-180.png, mac-16.png, mac-32.png) are its own:
+    // refreshed without --force.
+    QVERIFY(QFile::remove(QDir(iconSet).filePath("AppIcon-20@2x.png")));
+    run = runIconFoundry({"generate", source_, "--xcode", iconSet});
     QVERIFY2(run.exitCode == 0, qPrintable(run.err));
 
     const QMap<QString, QByteArray> written = snapshot(iconSet);
     const QByteArray text = written.value(QStringLiteral("Contents.json"));
     const QJsonArray images = QJsonDocument::fromJson(text).object().value("images").toArray();
-    // 13 entries of the fixture; of the 18 default sizes, 10 found their slot and 8 iPad sizes
-    // were appended.
-    QCOMPARE(images.size(), 21);
-
-    int checked = 0;
+    // The set decides: its 13 slots are filled, none added.
+    QCOMPARE(images.size(), 13);
+    QStringList names;
     for (const QJsonValue& value : images) {
         const QJsonObject entry = value.toObject();
         const QString name = entry.value("filename").toString();
-        if (entry.value("idiom") == QJsonValue("watch")) {
-            QVERIFY(name.isEmpty()); // another idiom's empty slot stays empty
-            continue;
-        }
         QVERIFY2(!name.isEmpty(), qPrintable(QJsonDocument(entry).toJson()));
         const QImage icon(QDir(iconSet).filePath(name));
         QVERIFY2(!icon.isNull(), qPrintable(name));
         QCOMPARE(icon.size(), promisedPixels(entry));
-        ++checked;
+        names.append(name);
     }
-    QCOMPARE(checked, 20);
-    QCOMPARE(QImage(QDir(iconSet).filePath("AppIcon-83.5@2x.png")).size(), QSize(167, 167));
+    QCOMPARE(names, (QStringList{"AppIcon-20@2x.png", "AppIcon-20@3x.png", "AppIcon-29@2x.png",
+                                 "AppIcon-29@3x.png", "AppIcon-40@2x.png", "AppIcon-40@3x.png",
+                                 "AppIcon-60@2x.png", "Icon-180.png", "AppIcon-20.png", "AppIcon-1024.png",
+                                 "mac-16.png", "mac-32.png", "AppIcon-Watch-24@2x.png"}));
 
     // Xcode's own layout, and running again changes nothing in it.
     QVERIFY(text.startsWith("{\n  \"images\" : [\n    {\n      \"filename\" : \"AppIcon-20@2x.png\",\n"));
     QVERIFY(text.endsWith("  \"properties\" : {\n    \"pre-rendered\" : true\n  }\n}\n"));
-    QCOMPARE(runIconFoundry({"generate", source_, "--xcode", iconSet, "--force", "--quiet"}).exitCode, 0);
+    QCOMPARE(runIconFoundry({"generate", source_, "--xcode", iconSet, "--quiet"}).exitCode, 0);
     QCOMPARE(snapshot(iconSet), written);
     // No temporary files left behind.
     for (const QString& name : written.keys())
@@ -188,13 +242,14 @@ void TestGenerate::svgWithoutDisplay()
     QTemporaryDir out;
     QVERIFY(out.isValid());
     const Run run =
-        runIconFoundry({"generate", testData("clipped-shadow-text.svg"), "--out", out.path(), "-c", "121"},
+        runIconFoundry({"generate", testData("clipped-shadow-text.svg"), "--out", out.path(), "-c", "mac"},
                        {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"});
     QVERIFY2(run.exitCode == 0, qPrintable(run.err));
-    const QImage icon = QImage(out.filePath("AppIcon-1024.png")).convertToFormat(QImage::Format_ARGB32);
+    // A Mac icon keeps its alpha.
+    const QImage icon = QImage(out.filePath("AppIcon-Mac-512@2x.png")).convertToFormat(QImage::Format_ARGB32);
     QCOMPARE(icon.size(), QSize(1024, 1024));
 
-    QCOMPARE(qAlpha(icon.pixel(70, 70)), 0);                // cut away by the rounded clip
+    QCOMPARE(qAlpha(icon.pixel(70, 70)), 0); // cut away by the rounded clip
     // Within 2 per channel: the filter works in linear RGB and rounds on the way back.
     const auto near = [](QRgb a, QRgb b) {
         return std::abs(qRed(a) - qRed(b)) <= 2 && std::abs(qGreen(a) - qGreen(b)) <= 2 &&
@@ -202,7 +257,7 @@ void TestGenerate::svgWithoutDisplay()
     };
     QVERIFY(near(icon.pixel(512, 300), qRgb(0xff, 0xd2, 0x3f))); // the circle
     QVERIFY(near(icon.pixel(100, 512), qRgb(0x2a, 0x6f, 0xdb))); // the background
-    QVERIFY(qBlue(icon.pixel(512, 690)) < 0xdb - 20);       // the shadow under the circle
+    QVERIFY(qBlue(icon.pixel(512, 690)) < 0xdb - 20);            // the shadow under the circle
     int white = 0;
     for (int y = 720; y < 860; ++y)
         for (int x = 380; x < 650; ++x)
@@ -276,9 +331,21 @@ void TestGenerate::badInput_data()
     QTest::newRow("existing file without --force")
         << "{src} --out {dir} -c 121" << 8 << "AppIcon-1024.png=blue-20x10-no-dpi.png"
         << "AppIcon-1024.png";
-    QTest::newRow("slot of another file without --force")
-        << "{src} --xcode {dir} -c iphone" << 8 << "Contents.json=contents-slots-held-by-other-files.json"
+    QTest::newRow("slot naming a file outside the set, without --force")
+        << "{src} --xcode {dir} -c iphone" << 8 << "Contents.json=contents-filename-outside-set.json"
         << "iPhone 60pt (@2x)";
+    QTest::newRow("an asset catalogue is no icon set")
+        << "{src} --xcode {dir}/../Assets.xcassets" << 2 << QString() << "ends in .appiconset";
+    QTest::newRow("a project folder is no icon set")
+        << "{src} --xcode {dir}/.." << 2 << QString() << "ends in .appiconset";
+    QTest::newRow("background not a colour")
+        << "{src} --out {dir} --background nocolour" << 2 << QString() << "'nocolour'";
+    QTest::newRow("background not opaque")
+        << "{src} --out {dir} --background #80ff0000" << 2 << QString() << "opaque colour";
+    QTest::newRow("missing dark image")
+        << "{src} --out {dir} --dark {dir}/dark.png" << 3 << QString() << "the dark image";
+    QTest::newRow("undecodable tinted image")
+        << "{src} --out {dir} --tinted {text}" << 3 << QString() << "the tinted image";
     QTest::newRow("folder in the way of an icon")
         << "{src} --out {dir} -c 121 --force" << 9 << "AppIcon-1024.png/"
         << "AppIcon-1024.png";
@@ -291,8 +358,11 @@ void TestGenerate::badInput()
     QFETCH(int, exitCode);
     QFETCH(QString, message);
 
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
+    QTemporaryDir temporary;
+    QVERIFY(temporary.isValid());
+    // An icon-set folder, as --xcode wants.
+    const QDir dir(temporary.filePath(QStringLiteral("Icons.appiconset")));
+    QVERIFY(dir.mkpath(QStringLiteral(".")));
     const QString target = dir.filePath(setup.section(QLatin1Char('='), 0, 0));
     if (setup.endsWith(QLatin1Char('/')))
         QVERIFY(QDir().mkpath(target));
@@ -300,7 +370,7 @@ void TestGenerate::badInput()
         QCOMPARE(::mkfifo(QFile::encodeName(target.chopped(1)).constData(), 0600), 0);
     else if (!setup.isEmpty())
         QVERIFY(QFile::copy(testData(setup.section(QLatin1Char('='), 1)), target));
-    const QMap<QString, QByteArray> before = snapshot(dir.path());
+    const QMap<QString, QByteArray> before = snapshot(temporary.path());
 
     QStringList command{"generate"};
     for (QString argument : arguments.split(QLatin1Char(' '))) {
@@ -324,7 +394,7 @@ void TestGenerate::badInput()
         } else {
             QCOMPARE(run.out, QString());
         }
-        QCOMPARE(snapshot(dir.path()), before);
+        QCOMPARE(snapshot(temporary.path()), before);
     }
 }
 
@@ -377,7 +447,8 @@ void TestGenerate::warnsAboutTheSource()
     const QStringList lines = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), warnings.size());
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        QVERIFY2(lines[i].startsWith(QStringLiteral("iconfoundry generate: warning: ")), qPrintable(lines[i]));
+        QVERIFY2(lines[i].startsWith(QStringLiteral("iconfoundry generate: warning: ")),
+                 qPrintable(lines[i]));
         QVERIFY2(lines[i].contains(warnings[i]), qPrintable(lines[i]));
     }
     QCOMPARE(QImage(QDir(out).filePath(QStringLiteral("AppIcon-1024.png"))).size(), QSize(1024, 1024));
@@ -388,6 +459,169 @@ void TestGenerate::warnsAboutTheSource()
     QCOMPARE(run.err, QString());
     QCOMPARE(QJsonDocument::fromJson(run.out.toUtf8()).object().value("warnings").toArray().size(),
              warnings.size());
+}
+
+// Icon sets as projects hold them. Every slot is filled, nothing is added, the set's own file
+// names stay, no file is left that the set does not name, and a second run changes nothing.
+void TestGenerate::realProjects_data()
+{
+    QTest::addColumn<QString>("fixture"); // under tests/data/projects
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<bool>("filesThere");       // the files the set names are there before the run
+    QTest::addColumn<QStringList>("fileNames"); // of the entries afterwards, in order
+
+    const QStringList single{"AppIcon-Single-1024.png", "AppIcon-Single-1024-Dark.png",
+                             "AppIcon-Single-1024-Tinted.png"};
+    QTest::newRow("Xcode 16 template: single size, dark, tinted")
+        << "xcode16-single-size.appiconset" << QStringList() << false << single;
+    QTest::newRow("Xcode 16 template with a dark image and a derived tinted one")
+        << "xcode16-single-size.appiconset" << QStringList{"--dark", "{dark}", "--tinted", "auto"} << false
+        << single;
+    QTest::newRow("Xcode 13 template: per size, no files")
+        << "xcode13-per-size.appiconset" << QStringList() << false
+        << QStringList{"AppIcon-20@2x.png",   "AppIcon-20@3x.png", "AppIcon-29@2x.png", "AppIcon-29@3x.png",
+                       "AppIcon-40@2x.png",   "AppIcon-40@3x.png", "AppIcon-60@2x.png", "AppIcon-60@3x.png",
+                       "AppIcon-20.png",      "AppIcon-20@2x.png", "AppIcon-29.png",    "AppIcon-29@2x.png",
+                       "AppIcon-40.png",      "AppIcon-40@2x.png", "AppIcon-76.png",    "AppIcon-76@2x.png",
+                       "AppIcon-83.5@2x.png", "AppIcon-1024.png"};
+    QTest::newRow("Flutter runner set with its own names")
+        << "flutter-runner.appiconset" << QStringList() << true
+        << QStringList{"Icon-App-20x20@2x.png",    "Icon-App-20x20@3x.png", "Icon-App-29x29@1x.png",
+                       "Icon-App-29x29@2x.png",    "Icon-App-29x29@3x.png", "Icon-App-40x40@2x.png",
+                       "Icon-App-40x40@3x.png",    "Icon-App-60x60@2x.png", "Icon-App-60x60@3x.png",
+                       "Icon-App-20x20@1x.png",    "Icon-App-20x20@2x.png", "Icon-App-29x29@1x.png",
+                       "Icon-App-29x29@2x.png",    "Icon-App-40x40@1x.png", "Icon-App-40x40@2x.png",
+                       "Icon-App-76x76@1x.png",    "Icon-App-76x76@2x.png", "Icon-App-83.5x83.5@2x.png",
+                       "Icon-App-1024x1024@1x.png"};
+    QTest::newRow("React Native set named by pixels, one file for two slots")
+        << "react-native.appiconset" << QStringList() << true
+        << QStringList{"Icon-40.png",  "Icon-60.png",  "Icon-58.png",  "Icon-87.png",  "Icon-80.png",
+                       "Icon-120.png", "Icon-120.png", "Icon-180.png", "Icon-1024.png"};
+}
+
+void TestGenerate::realProjects()
+{
+    QFETCH(QString, fixture);
+    QFETCH(QStringList, options);
+    QFETCH(bool, filesThere);
+    QFETCH(QStringList, fileNames);
+
+    QTemporaryDir project;
+    QVERIFY(project.isValid());
+    const QString iconSet = project.filePath(QStringLiteral("Assets.xcassets/AppIcon.appiconset"));
+    QVERIFY(copyFolder(testData(QStringLiteral("projects/") + fixture), iconSet));
+    if (filesThere) {
+        // The template's own pictures: 2 x 2 placeholders that must all be replaced.
+        QImage placeholder(2, 2, QImage::Format_ARGB32);
+        placeholder.fill(Qt::red);
+        for (const QString& name : fileNames)
+            QVERIFY(placeholder.save(QDir(iconSet).filePath(name)));
+    }
+    QImage dark(1024, 1024, QImage::Format_ARGB32);
+    dark.fill(QColor(200, 30, 30));
+    const QString darkPath = project.filePath(QStringLiteral("dark.png"));
+    QVERIFY(dark.save(darkPath));
+    QStringList arguments{"generate", source_, "--xcode", iconSet, "--quiet"};
+    for (const QString& option : options)
+        arguments.append(option == QLatin1String("{dark}") ? darkPath : option);
+
+    const Run run = runIconFoundry(arguments);
+    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    const QMap<QString, QByteArray> written = snapshot(iconSet);
+    const QByteArray text = written.value(QStringLiteral("Contents.json"));
+    const QString layout = notXcodeLayout(text);
+    QVERIFY2(layout.isEmpty(), qPrintable(layout));
+    const QJsonArray images = QJsonDocument::fromJson(text).object().value("images").toArray();
+    QStringList names;
+    for (const QJsonValue& value : images) {
+        const QJsonObject entry = value.toObject();
+        const QString name = entry.value("filename").toString();
+        names.append(name);
+        const QString path = QDir(iconSet).filePath(name);
+        QCOMPARE(QImage(path).size(), promisedPixels(entry));
+        QVERIFY2(pngColourType(path) == (mustBeOpaque(entry) ? 2 : 6), qPrintable(name));
+    }
+    QCOMPARE(names, fileNames);
+    // No orphans: the PNG files in the folder are exactly those the set names.
+    QStringList onDisk = QDir(iconSet).entryList({"*.png"}, QDir::Files, QDir::Name);
+    QStringList named = QStringList(names).mid(0);
+    named.removeDuplicates();
+    named.sort();
+    QCOMPARE(onDisk, named);
+
+    const Run again = runIconFoundry(arguments);
+    QVERIFY2(again.exitCode == 0, qPrintable(again.err));
+    QCOMPARE(snapshot(iconSet), written);
+}
+
+// The App Store icons are laid over the background colour and lose their alpha; the dark icon
+// comes from its own image, the tinted one is the source in greys; both keep their alpha.
+void TestGenerate::appearancesAndOpaqueIcons()
+{
+    QTemporaryDir project;
+    QVERIFY(project.isValid());
+    const QString iconSet = project.filePath(QStringLiteral("Assets.xcassets/AppIcon.appiconset"));
+    QVERIFY(copyFolder(testData(QStringLiteral("projects/xcode16-single-size.appiconset")), iconSet));
+    // Left half transparent, right half blue.
+    QImage art(1024, 1024, QImage::Format_ARGB32);
+    art.fill(Qt::transparent);
+    for (int y = 0; y < 1024; ++y)
+        for (int x = 512; x < 1024; ++x)
+            art.setPixel(x, y, qRgb(20, 60, 200));
+    QImage dark(1024, 1024, QImage::Format_ARGB32);
+    dark.fill(QColor(200, 30, 30, 128));
+    const QString artPath = project.filePath("art.png"), darkPath = project.filePath("dark.png");
+    QVERIFY(art.save(artPath));
+    QVERIFY(dark.save(darkPath));
+
+    const Run run = runIconFoundry({"generate", artPath, "--xcode", iconSet, "--dark", darkPath, "--tinted",
+                                    "auto", "--background", "#336699"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    const QStringList warnings = run.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(warnings.size(), 1);
+    QVERIFY2(warnings[0].contains("transparent pixels") && warnings[0].contains("#336699") &&
+                 warnings[0].contains("1024pt"),
+             qPrintable(warnings[0]));
+
+    const QString main = QDir(iconSet).filePath("AppIcon-Single-1024.png");
+    QCOMPARE(pngColourType(main), 2);
+    const QImage icon(main);
+    QCOMPARE(icon.pixel(100, 512), qRgb(0x33, 0x66, 0x99));
+    QCOMPARE(icon.pixel(900, 512), qRgb(20, 60, 200));
+
+    const QImage darkIcon =
+        QImage(QDir(iconSet).filePath("AppIcon-Single-1024-Dark.png")).convertToFormat(QImage::Format_ARGB32);
+    // Half-transparent red, within the rounding of premultiplied alpha.
+    const QRgb darkPixel = darkIcon.pixel(512, 512);
+    QCOMPARE(qAlpha(darkPixel), 128);
+    QVERIFY2(std::abs(qRed(darkPixel) - 200) <= 1 && std::abs(qGreen(darkPixel) - 30) <= 1,
+             qPrintable(QString::number(darkPixel, 16)));
+    // (54 x 20 + 183 x 60 + 19 x 200 + 128) / 256 = 62, the weights of 0.2126, 0.7152, 0.0722.
+    const QImage tinted = QImage(QDir(iconSet).filePath("AppIcon-Single-1024-Tinted.png"))
+                              .convertToFormat(QImage::Format_ARGB32);
+    QCOMPARE(tinted.pixel(900, 512), qRgba(62, 62, 62, 255));
+    QCOMPARE(qAlpha(tinted.pixel(100, 512)), 0);
+}
+
+// An empty folder not named *.appiconset is filled with a warning; once it holds something, the
+// name is required again, as for an asset catalogue.
+void TestGenerate::emptyFolderOfAnotherName()
+{
+    QTemporaryDir temporary;
+    QVERIFY(temporary.isValid());
+    const QString folder = temporary.filePath(QStringLiteral("icons"));
+    QVERIFY(QDir().mkpath(folder));
+
+    Run run = runIconFoundry({"generate", source_, "--xcode", folder, "-c", "121"});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.err.startsWith(
+                 QStringLiteral("iconfoundry generate: warning: '%1' is not named *.appiconset").arg(folder)),
+             qPrintable(run.err));
+    QCOMPARE(QDir(folder).entryList(QDir::Files), (QStringList{"AppIcon-1024.png", "Contents.json"}));
+
+    run = runIconFoundry({"generate", source_, "--xcode", folder, "-c", "121"});
+    QCOMPARE(run.exitCode, 2);
+    QVERIFY2(run.err.contains(QStringLiteral("ends in .appiconset")), qPrintable(run.err));
 }
 
 QTEST_GUILESS_MAIN(TestGenerate)

@@ -495,9 +495,17 @@ private slots:
         QTest::newRow("112") << ImageCategory(112, u"iPad, iOS 6 and older"_s, u"ipad"_s)
                              << "ipad 50x50 1x; ipad 50x50 2x; ipad 72x72 1x; ipad 72x72 2x";
         QTest::newRow("121") << ImageCategory(121, u"App Store"_s, u"ios-marketing"_s)
-                             << "ios-marketing 1024x1024 1x";
+                             << "ios-marketing 1024x1024 1x opaque";
         QTest::newRow("131") << ImageCategory(131, u"iOS single size, Xcode 14 and later"_s, u"universal"_s)
-                             << "universal ios 1024x1024";
+                             << "universal ios 1024x1024 opaque";
+        // Only the default appearance is a store icon; dark and tinted keep their alpha.
+        QTest::newRow("132")
+            << ImageCategory(132, u"iOS single size with dark and tinted, Xcode 16 and later"_s,
+                             u"universal"_s)
+            << "universal ios 1024x1024 opaque; universal ios 1024x1024; universal ios 1024x1024";
+        QTest::newRow("302") << ImageCategory(302, u"watchOS single size, Xcode 14 and later"_s,
+                                              u"universal"_s)
+                             << "universal watchos 1024x1024 opaque";
         QTest::newRow("201")
             << ImageCategory(201, u"Mac"_s, u"mac"_s)
             << "mac 16x16 1x; mac 16x16 2x; mac 32x32 1x; mac 32x32 2x; mac 128x128 1x; mac 128x128 2x; "
@@ -512,14 +520,14 @@ private slots:
                "watch 54x54 2x appLauncher 49mm; watch 86x86 2x quickLook 38mm; "
                "watch 98x98 2x quickLook 42mm; watch 108x108 2x quickLook 44mm; "
                "watch 117x117 2x quickLook 45mm; watch 129x129 2x quickLook 49mm; "
-               "watch-marketing 1024x1024 1x";
+               "watch-marketing 1024x1024 1x opaque";
         QTest::newRow("401") << ImageCategory(401, u"CarPlay"_s, u"car"_s) << "car 60x60 2x; car 60x60 3x";
         QTest::newRow("501")
             << ImageCategory(501, u"Messages"_s, u"universal"_s)
             << "iphone 29x29 2x; iphone 29x29 3x; iphone 60x45 2x 0.75; iphone 60x45 3x 0.75; ipad 29x29 2x; "
                "ipad 67x50 2x 0.746; ipad 74x55 2x 0.743; universal ios 27x20 2x 0.741; "
                "universal ios 27x20 3x 0.741; universal ios 32x24 2x 0.75; universal ios 32x24 3x 0.75; "
-               "ios-marketing 1024x1024 1x; ios-marketing ios 1024x768 1x 0.75";
+               "ios-marketing 1024x1024 1x opaque; ios-marketing ios 1024x768 1x 0.75 opaque";
     }
 
     void shippedCategory()
@@ -539,6 +547,8 @@ private slots:
             }
             if (size.cropAspect() != 0)
                 parts.append(QString::number(size.cropAspect(), 'g', 3));
+            if (size.needsOpaquePixels())
+                parts.append(u"opaque"_s); // a store icon: written without alpha
             sizes.append(parts.join(QLatin1Char(' ')));
         }
         QTEST(sizes.join(u"; "_s), "sizes");
@@ -552,22 +562,27 @@ private slots:
         QList<qint64> ids;
         for (const ImageCategory& category : processor.allImageCategories())
             ids.append(category.categoryId());
-        QCOMPARE(ids, (QList<qint64>{101, 102, 111, 112, 121, 131, 201, 301, 401, 501}));
-        QCOMPARE(processor.allImageSizes().size(), 68);
+        QCOMPARE(ids, (QList<qint64>{101, 102, 111, 112, 121, 131, 132, 133, 201, 301, 302, 401, 501}));
+        QCOMPARE(processor.allImageSizes().size(), 86);
 
         QHash<QString, QPair<QSize, double>> byName;
         for (const ImageSize& size : processor.allImageSizes()) {
-            QCOMPARE(size.categoryIds().size(), 1);
+            // Only the single-size iOS icon belongs to more than one layout.
+            QCOMPARE(size.categoryIds().size(),
+                     size.fileName() == QLatin1String("AppIcon-Single-1024.png") ? 3 : 1);
             const QString name = size.fileName().value_or(QString());
             QVERIFY2(name.endsWith(".png") && !name.contains('/') && !name.contains(' '), qPrintable(name));
-            const QPair<QSize, double> content{size.pixelSize(), size.cropAspect()};
+            const QPair<QSize, double> content{size.pixelSize(),
+                                               size.cropAspect() + (size.needsOpaquePixels() ? 100 : 0)};
             QVERIFY2(byName.value(name, content) == content,
                      qPrintable(name + " names two different images"));
             byName.insert(name, content);
         }
         // Same points and scale share a file across idioms: iPad 20@2x, 29@2x, 40@2x and 29@1x,
         // CarPlay's two with the phone's, and Messages' pad 29@2x with its phone one: 7 shared.
-        QCOMPARE(byName.size(), 61);
+        // The iOS all-sizes layout shares 10 of its 15 with the phone and pad files; its 38@2x,
+        // 38@3x, 64@2x, 64@3x and 68@2x are new, as are the dark, tinted and watchOS single sizes.
+        QCOMPARE(byName.size(), 69);
         QCOMPARE(byName.value(u"AppIcon-83.5@2x.png"_s).first, QSize(167, 167));
         QCOMPARE(byName.value(u"AppIcon-Mac-512@2x.png"_s).first, QSize(1024, 1024));
         QCOMPARE(byName.value(u"AppIcon-Watch-27.5@2x.png"_s).first, QSize(55, 55));

@@ -41,14 +41,14 @@ const QByteArray xcodeInfo = "  \"info\" : {\n    \"author\" : \"xcode\",\n    \
 // contents-other-idioms-unknown-keys.json after saving category 101 into it.
 const QList<QByteArray> otherIdiomsMerged{
     entry("filename=mac-16.png idiom=mac scale=1x size=16x16"),
+    // A dark slot is not the default one: it stays as it was, and the default slot is added.
     "    {\n      \"appearances\" : [\n        {\n          \"appearance\" : \"luminosity\",\n"
     "          \"value\" : \"dark\"\n        }\n      ],\n" +
-        iphone60x2.mid(6),
+        entry("filename=old-60@2x.png idiom=iphone scale=2x size=60x60").mid(6),
     "    {\n      \"idiom\" : \"watch\",\n      \"note\" : \"caf\\u00e9 \\\"quoted\\\"\\n/path\",\n"
     "      \"role\" : \"notificationCenter\",\n      \"scale\" : \"2x\",\n      \"size\" : \"24x24\",\n"
     "      \"subtype\" : \"38mm\"\n    }",
-    entry("filename=capitalised-idiom.png idiom=iPhone scale=2x size=60x60"),
-    iphone20,
+    entry("filename=capitalised-idiom.png idiom=iPhone scale=2x size=60x60"), iphone20, iphone60x2,
     iphone60x3};
 const QByteArray otherIdiomsTail =
     "  \"info\" : {\n    \"author\" : \"designer\",\n    \"version\" : 1\n  },\n"
@@ -128,8 +128,8 @@ private slots:
             << contents({iphone60x2, entry("filename=second.png idiom=iphone scale=2x size=60x60"), iphone20,
                          iphone60x3},
                         QByteArray());
-        QTest::newRow("sizes without scale or size are appended again")
-            << QString() << QStringList{"131,401", "131,401"} << contents({universal, car, universal, car});
+        QTest::newRow("a single size fills its own slot again, a size without size is appended again")
+            << QString() << QStringList{"131,401", "131,401"} << contents({universal, car, car});
         QTest::newRow("same idiom, size and scale collapse into the later size's entry")
             << QString() << QStringList{"301"}
             << contents({entry(
@@ -165,6 +165,73 @@ private slots:
                  existing.isEmpty() && expected.isNull() ? QStringList() : QStringList{"Contents.json"});
     }
 
+    // Which existing entry a size takes: adding the size to a list holding one entry either fills
+    // that entry or appends a second one.
+    void sameSlot_data()
+    {
+        QTest::addColumn<QByteArray>("existing"); // the one entry, as JSON
+        QTest::addColumn<ImageSize>("size");
+        QTest::addColumn<bool>("same");
+
+        ImageSize single = makeSize("universal", 1024, 1024, 0, "AppIcon-Single-1024.png", 131, 0, "ios");
+        ImageSize dark = single;
+        dark.setAppearance(u"dark"_s);
+        ImageSize tinted = single;
+        tinted.setAppearance(u"tinted"_s);
+        const ImageSize phone = makeSize("iphone", 60, 60, 2, "AppIcon-60@2x.png", 101);
+        const QByteArray xcodeSingle = R"({"idiom":"universal","platform":"ios","size":"1024x1024"})";
+        const QByteArray xcodeDark = R"({"appearances":[{"appearance":"luminosity","value":"dark"}],
+                                         "idiom":"universal","platform":"ios","size":"1024x1024"})";
+
+        QTest::newRow("single size, Xcode's entry without scale") << xcodeSingle << single << true;
+        QTest::newRow("single size, entry with a file of its own")
+            << QByteArray(
+                   R"({"filename":"Icon.png","idiom":"universal","platform":"ios","size":"1024x1024"})")
+            << single << true;
+        QTest::newRow("single size, another platform")
+            << QByteArray(R"({"idiom":"universal","platform":"watchos","size":"1024x1024"})") << single
+            << false;
+        QTest::newRow("single size, entry without platform")
+            << QByteArray(R"({"idiom":"universal","size":"1024x1024"})") << single << false;
+        QTest::newRow("single size, entry at 1x")
+            << QByteArray(R"({"idiom":"universal","platform":"ios","scale":"1x","size":"1024x1024"})")
+            << single << false;
+        QTest::newRow("single size, platform not a text")
+            << QByteArray(R"({"idiom":"universal","platform":7,"size":"1024x1024"})") << single << false;
+        QTest::newRow("dark size, dark entry") << xcodeDark << dark << true;
+        QTest::newRow("dark size, default entry") << xcodeSingle << dark << false;
+        QTest::newRow("default size, dark entry") << xcodeDark << single << false;
+        QTest::newRow("tinted size, dark entry") << xcodeDark << tinted << false;
+        QTest::newRow("tinted size, tinted entry written in another key order")
+            << QByteArray(R"({"size":"1024x1024","appearances":[{"value":"tinted","appearance":"luminosity"}],
+                             "platform":"ios","idiom":"universal"})")
+            << tinted << true;
+        QTest::newRow("appearances not a list")
+            << QByteArray(R"({"appearances":"dark","idiom":"universal","platform":"ios","size":"1024x1024"})")
+            << dark << false;
+        QTest::newRow("with a scale the platform does not count")
+            << QByteArray(R"({"idiom":"iphone","platform":"ios","scale":"2x","size":"60x60"})") << phone
+            << true;
+        QTest::newRow("with a scale, another scale")
+            << QByteArray(R"({"idiom":"iphone","scale":"3x","size":"60x60"})") << phone << false;
+        QTest::newRow("scale on one side only")
+            << QByteArray(R"({"idiom":"iphone","size":"60x60"})") << phone << false;
+    }
+
+    void sameSlot()
+    {
+        QFETCH(QByteArray, existing);
+        QFETCH(ImageSize, size);
+        QFETCH(bool, same);
+        JsonNode entry;
+        QVERIFY(JsonReader::read(existing, XcodeJSON::maxDepth, entry));
+        std::vector<JsonNode> images{entry};
+        processor_.addOrReplaceImageSize(size, images);
+        QCOMPARE(images.size(), same ? size_t(1) : size_t(2));
+        if (same)
+            QCOMPARE(images[0].member(u"filename")->toString(), size.fileName().value());
+    }
+
     void imageJSONThatExist_data()
     {
         QTest::addColumn<QString>("existing");
@@ -180,14 +247,14 @@ private slots:
             << heldByOthers << QStringList{"AppIcon-83.5@2x.png"} << "111";
         QTest::newRow("no size of the categories in a taken slot")
             << heldByOthers << QStringList() << "121,131,401";
-        QTest::newRow("idiom compared case-sensitively, other idioms ignored")
-            << "contents-other-idioms-unknown-keys.json" << QStringList{"AppIcon-60@2x.png"} << "101,301";
+        QTest::newRow("idiom compared case-sensitively, other idioms and the dark slot ignored")
+            << "contents-other-idioms-unknown-keys.json" << QStringList() << "101,301";
         QTest::newRow("either of two entries of a slot counts")
             << "contents-duplicate-slot.json" << QStringList{"AppIcon-60@2x.png"} << "101";
         QTest::newRow("unparsable file: nothing to ask")
             << "contents-truncated.json" << QStringList() << "101";
-        QTest::newRow("escaped idiom compared by its text, beside lone surrogates")
-            << "contents-hostile-unknown-values.json" << QStringList{"AppIcon-60@2x.png"} << "101";
+        QTest::newRow("escaped idiom compared by its text; a dark slot is not the default one")
+            << "contents-hostile-unknown-values.json" << QStringList() << "101";
         QTest::newRow("no categories") << heldByOthers << QStringList() << "";
     }
 
@@ -371,16 +438,14 @@ private slots:
             "      \"appearances\" : [\n        {\n          \"appearance\" : \"luminosity\",\n",
             "\"x-keep\" : 1e-0\n",
         };
-        QTest::newRow("hostile values of others; filled slots change only their own lines")
+        QTest::newRow("hostile values of others; filled slots change only their own lines, the dark one none")
             << "contents-hostile-unknown-values.json"
             << "101" << hostile
             << QByteArrayList{
-                   "\"filename\" : \"old-60@2x.png\"",
-                   "\"filename\" : \"AppIcon-60@2x.png\"",
                    "    {\n      \"idiom\" : \"i\\u0070hone\",",
                    "    {\n      \"filename\" : \"AppIcon-20@2x.png\",\n      \"idiom\" : \"i\\u0070hone\",",
                    "\"x-keep\" : 1e-0\n    }\n",
-                   "\"x-keep\" : 1e-0\n    },\n" + iphone60x3 + '\n'};
+                   "\"x-keep\" : 1e-0\n    },\n" + iphone60x2 + ",\n" + iphone60x3 + '\n'};
         // Keys a size writes but this one lacks go; everything else of the entry stays.
         QTest::newRow("an updated entry loses only keys the size does not write")
             << "contents-hostile-unknown-values.json"

@@ -396,6 +396,12 @@ private slots:
         QTest::newRow("2000 x 1 row") << noise(2000, 1, QImage::Format_RGBA8888);
         QTest::newRow("1 x 2000 column") << noise(1, 2000, QImage::Format_RGBA8888);
         QTest::newRow("artwork 181 x 181") << artwork(181);
+        // Over 1 MiB of scanlines: two strips, compressed on two threads, joined into one stream.
+        QTest::newRow("600 x 500 premultiplied noise, two strips")
+            << noise(600, 500, QImage::Format_ARGB32_Premultiplied);
+        QTest::newRow("artwork 1024 x 1024, two strips") << artwork(1024);
+        QTest::newRow("110000 x 3 rows, two strips of one and two rows")
+            << noise(110000, 3, QImage::Format_RGBA8888);
         QTest::newRow("grayscale is widened") << gray;
     }
 
@@ -417,6 +423,16 @@ private slots:
         const int tolerance = image.format() == QImage::Format_ARGB32_Premultiplied ? 1 : 0;
         QVERIFY(difference(decoded, expected, QImage::Format_ARGB32).first <= tolerance);
         QVERIFY(PngWriter::encode(QImage()).isEmpty());
+
+        // Without alpha: colour type 2, the same straight colours, the alpha dropped.
+        const QByteArray rgb = PngWriter::encode(image, 0, PngWriter::Channels::Rgb);
+        QCOMPARE(pngHeader(rgb), u"%1x%2 8 2 0"_s.arg(image.width()).arg(image.height()));
+        const QImage decodedRgb = QImage::fromData(rgb, "PNG");
+        QVERIFY(!decodedRgb.hasAlphaChannel());
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                expected.setPixel(x, y, expected.pixel(x, y) | 0xff000000u);
+        QVERIFY(difference(decodedRgb, expected, QImage::Format_ARGB32).first <= tolerance);
     }
 
 private:
