@@ -5,22 +5,10 @@
 # Needs xvfb-run, xdotool and ImageMagick's import (scripts/setup.sh installs them).
 set -euo pipefail
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=$(cd "${1:-$root/build}" && pwd)
-exe=$build/bin/iconfoundry
+# A screen of a common laptop size.
+screen=1280x800
+source "$(dirname "$0")/screenshot-session.sh" "$@"
 sample=$root/resources/images/SampleIcon.png
-shots=$root/docs/screenshots
-[ -x "$exe" ] || { echo "screenshots: no $exe; build first" >&2; exit 1; }
-mkdir -p "$shots"
-
-if [ -z "${ICONFOUNDRY_SCREENSHOTS_ON_XVFB:-}" ]; then
-    # Again, inside a virtual screen of a common laptop size.
-    ICONFOUNDRY_SCREENSHOTS_ON_XVFB=1 exec xvfb-run -a -s "-screen 0 1280x800x24" bash "$0" "$build"
-fi
-
-app=
-source "$root/scripts/screenshot-user.sh"
-trap '[ -n "$app" ] && kill "$app" 2>/dev/null; wait 2>/dev/null || true; rm -rf "$home"' EXIT
 
 # Writes the window $1 to docs/screenshots/$2 once it has drawn itself.
 shoot()

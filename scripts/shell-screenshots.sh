@@ -6,20 +6,9 @@
 # Needs xvfb-run, xdotool and ImageMagick's import (scripts/setup.sh installs them).
 set -euo pipefail
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=$(cd "${1:-$root/build}" && pwd)
-exe=$build/bin/iconfoundry
-shots=$root/docs/screenshots
-[ -x "$exe" ] || { echo "shell-screenshots: no $exe; build first" >&2; exit 1; }
-mkdir -p "$shots"
-
-if [ -z "${ICONFOUNDRY_SCREENSHOTS_ON_XVFB:-}" ]; then
-    ICONFOUNDRY_SCREENSHOTS_ON_XVFB=1 exec xvfb-run -a -s "-screen 0 1100x760x24" bash "$0" "$build"
-fi
-
-app=
-source "$root/scripts/screenshot-user.sh"
-trap '[ -n "$app" ] && kill "$app" 2>/dev/null; wait 2>/dev/null || true; rm -rf "$home"' EXIT
+# The screen the pictures are taken on.
+screen=1100x760
+source "$(dirname "$0")/screenshot-session.sh" "$@"
 
 shoot()
 {

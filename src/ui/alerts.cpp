@@ -7,6 +7,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTextDocument>
+#include <QTextEdit>
 
 namespace iconfoundry {
 
@@ -49,8 +50,12 @@ void MessageBoxAlertPresenter::beginAlert(const Alert& alert, Completion complet
     box->setTextFormat(Qt::RichText);
     box->setText(QStringLiteral("<b>%1</b>").arg(alert.messageText.toHtmlEscaped()));
     box->setInformativeText(Qt::convertFromPlainText(alert.informativeText, Qt::WhiteSpaceNormal));
-    if (!alert.detailedText.isEmpty())
+    if (!alert.detailedText.isEmpty()) {
         box->setDetailedText(alert.detailedText);
+        // Qt's details box shows a handful of lines; a report (a backtrace, log lines) needs room.
+        if (auto* details = box->findChild<QTextEdit*>())
+            details->setFixedSize(560, 280);
+    }
 
     const QStringList titles = alert.buttonTitles.isEmpty()
                                    ? QStringList{QApplication::translate("QPlatformTheme", "OK")}
