@@ -43,5 +43,13 @@
         <source>Announcements</source>
         <translation>Announcements</translation>
     </message>
+    <message id="Alert.AnnouncementsUnavailable.Title">
+        <source>Announcements cannot be shown.</source>
+        <translation>Announcements cannot be shown.</translation>
+    </message>
+    <message id="Alert.AnnouncementsUnavailable.Root">
+        <source>The web engine that shows them does not run for the root user. Start IconFoundry as yourself to read them.</source>
+        <translation>The web engine that shows them does not run for the root user. Start IconFoundry as yourself to read them.</translation>
+    </message>
 </context>
 </TS>

@@ -1,9 +1,8 @@
 #include "app/appdelegate.h"
 
 #include "announcementfeed/announcementservice.h"
-#include "announcements/announcementhistorywindowcontroller.h"
-#include "announcements/announcementwindowcontroller.h"
 #include "app/aboutwindowcontroller.h"
+#include "app/announcementwindowsmodule.h"
 #include "app/editmenutrimmer.h"
 #include "app/sharingservice.h"
 #include "iconset/contentsjsonprocessor.h"
@@ -16,10 +15,12 @@
 #include "logging/systemlogger.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/bundle.h"
+#include "platform/error.h"
 #include "platform/texts.h"
 #include "previews/messagesscreenwindowcontroller.h"
 #include "previews/padscreenwindowcontroller.h"
 #include "previews/phonescreenwindowcontroller.h"
+#include "ui/alerts.h"
 #include "ui/workspace.h"
 
 #include <QAction>
@@ -174,38 +175,35 @@ void AppDelegate::announcementsDidLoad(qint64 count)
     }
     if (count > 0) {
         if (AnnouncementPtr next = announcementService_->nextAnnouncementToDisplay()) {
-            AnnouncementWindowController* controller = announcementWindowController();
-            controller->setAnnouncement(next);
-            // A window built by an earlier showing shows the new announcement too.
-            if (controller->isWindowLoaded())
-                controller->refreshView();
-            controller->showWindow();
+            if (AnnouncementWindows* windows = announcementWindows())
+                windows->showAnnouncement(next);
         }
     }
     emit announcementsLoaded(count);
 }
 
-AnnouncementWindowController* AppDelegate::announcementWindowController()
+AnnouncementWindows* AppDelegate::announcementWindows()
 {
-    if (!announcementWindowController_) {
-        announcementWindowController_ = std::make_unique<AnnouncementWindowController>();
-        announcementWindowController_->setAnnouncementService(announcementService_.get());
-    }
-    return announcementWindowController_.get();
-}
-
-AnnouncementHistoryWindowController* AppDelegate::announcementHistoryWindowController()
-{
-    if (!announcementHistoryWindowController_) {
-        announcementHistoryWindowController_ = std::make_unique<AnnouncementHistoryWindowController>();
-        announcementHistoryWindowController_->setAnnouncementService(announcementService_.get());
-    }
-    return announcementHistoryWindowController_.get();
+    if (!announcementWindows_)
+        announcementWindows_ = AnnouncementWindowsModule::createWindows(announcementService_.get(), nullptr);
+    return announcementWindows_.get();
 }
 
 void AppDelegate::showAnnouncementsWindow()
 {
-    announcementHistoryWindowController()->showWindow();
+    Error error;
+    if (!announcementWindows_)
+        announcementWindows_ = AnnouncementWindowsModule::createWindows(announcementService_.get(), &error);
+    if (announcementWindows_) {
+        announcementWindows_->showHistory();
+        return;
+    }
+    // Asked for from the menu, so the user hears why nothing opens; a launch announcement that
+    // cannot be shown is only logged.
+    Alert alert;
+    alert.messageText = Texts::text("Alert.AnnouncementsUnavailable.Title");
+    alert.informativeText = error.localizedDescription;
+    beginAlert(alert, [](int, const Alert&) {});
 }
 
 void AppDelegate::applicationWillTerminate()

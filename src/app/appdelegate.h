@@ -17,9 +17,8 @@ class QMenuBar;
 namespace iconfoundry {
 
 class AboutWindowController;
-class AnnouncementHistoryWindowController;
 class AnnouncementService;
-class AnnouncementWindowController;
+class AnnouncementWindows;
 class ContentsJSONProcessor;
 class FileLogger;
 class ImageProcessor;
@@ -40,8 +39,8 @@ class PhoneScreenWindowController;
 //   controller, which holds them by plain pointer.
 // - Owns the three preview window controllers, each created by its show action on first use and
 //   kept for the rest of the run.
-// - Owns the announcement service and the two announcement window controllers, which are created
-//   on first access and kept. The feed loads in the background at launch; launch never waits for
+// - Owns the announcement service and the announcement windows, which are loaded on first access
+//   and kept. The feed loads in the background at launch; launch never waits for
 //   it, and the web engine starts only when an announcement window is first shown.
 // - Main thread only.
 class AppDelegate : public QObject
@@ -133,9 +132,9 @@ public:
         return messagesScreenWindowController_.get();
     }
     AnnouncementService* announcementService() const { return announcementService_.get(); }
-    // Created on first access, given the service, kept for the run.
-    AnnouncementWindowController* announcementWindowController();
-    AnnouncementHistoryWindowController* announcementHistoryWindowController();
+    // The announcement windows, loaded with their module on first access and kept for the run;
+    // null when the module cannot be loaded.
+    AnnouncementWindows* announcementWindows();
     ImagePtr sourceImage() const { return sourceImage_; }
     void setSourceImage(const ImagePtr& image) { sourceImage_ = image; }
     ImageProcessor* imageProcessor() const { return imageProcessor_.get(); }
@@ -172,8 +171,7 @@ private:
     std::unique_ptr<MessagesScreenWindowController> messagesScreenWindowController_;
     std::unique_ptr<AboutWindowController> aboutWindowController_;
     // Declared after the service they point at, so they go first.
-    std::unique_ptr<AnnouncementWindowController> announcementWindowController_;
-    std::unique_ptr<AnnouncementHistoryWindowController> announcementHistoryWindowController_;
+    std::unique_ptr<AnnouncementWindows> announcementWindows_;
     ImagePtr sourceImage_;
 };
 

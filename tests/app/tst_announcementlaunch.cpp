@@ -1,8 +1,7 @@
 // The launch announcement and the Help menu's history, with the shipped feed and a real web engine.
 
 #include "announcementfeed/announcementservice.h"
-#include "announcements/announcementhistorywindowcontroller.h"
-#include "announcements/announcementwindowcontroller.h"
+#include "announcementfeed/announcementwindows.h"
 #include "app/appdelegate.h"
 #include "common/testsupport.h"
 #include "mainwindow/mainwindowcontroller.h"
@@ -38,8 +37,22 @@ QString pageText(QWebEngineView* view)
     return text;
 }
 
+// The windows come from the loaded module; the test sees them only as Qt sees them, through
+// their widgets' names.
+QWebEngineView* webViewOf(QWidget* window)
+{
+    return window ? window->findChild<QWebEngineView*>(QStringLiteral("webView")) : nullptr;
+}
+
+template <typename Widget = QAbstractButton> Widget* childOf(QWidget* window, const char* name)
+{
+    return window ? window->findChild<Widget*>(QLatin1String(name)) : nullptr;
+}
+
 bool showsTextStartingWith(QWebEngineView* view, const QString& start)
 {
+    if (!view)
+        return false;
     for (int i = 0; i < 200; ++i) {
         if (pageText(view).startsWith(start))
             return true;
@@ -100,13 +113,15 @@ void TestAnnouncementLaunch::launchShowsTheWelcome()
     QVERIFY(loaded.wait(20000));
     QCOMPARE(loaded.first().first().toLongLong(), qint64(2));
 
-    AnnouncementWindowController* window = delegate_->announcementWindowController();
-    QVERIFY(window->isWindowLoaded());
-    QVERIFY(window->window()->isVisible());
-    QCOMPARE(window->announcement()->announcementId(), QStringLiteral("welcome-1"));
-    QVERIFY(showsTextStartingWith(window->webView(), QStringLiteral("Welcome to IconFoundry")));
-    QVERIFY(window->learnMoreButton()->isVisible());
-    QVERIFY(!window->dontShowCheckbox()->isVisible());
+    AnnouncementWindows* windows = delegate_->announcementWindows();
+    QVERIFY(windows);
+    QWidget* window = windows->announcementWindow();
+    QVERIFY(window);
+    QVERIFY(window->isVisible());
+    QCOMPARE(windows->announcement()->announcementId(), QStringLiteral("welcome-1"));
+    QVERIFY(showsTextStartingWith(webViewOf(window), QStringLiteral("Welcome to IconFoundry")));
+    QVERIFY(childOf(window, "learnMoreButton")->isVisible());
+    QVERIFY(!childOf<QCheckBox>(window, "dontShowCheckbox")->isVisible());
     const auto seen = Defaults::standardUserDefaults().announcementsSeen();
     QVERIFY(seen);
     QCOMPARE(seen->keys(), QStringList{QStringLiteral("welcome-1")});
@@ -117,35 +132,40 @@ void TestAnnouncementLaunch::helpMenuOpensTheHistory()
     QMenuBar* menuBar = delegate_->mainWindowController()->window()->menuBar();
     auto* action = menuBar->findChild<QAction*>(QStringLiteral("showAnnouncementsWindow"));
     QVERIFY(action);
-    QVERIFY(!delegate_->announcementHistoryWindowController()->isWindowLoaded());
+    AnnouncementWindows* windows = delegate_->announcementWindows();
+    QVERIFY(!windows->historyWindow());
     action->trigger();
-    AnnouncementHistoryWindowController* history = delegate_->announcementHistoryWindowController();
-    QVERIFY(history->window()->isVisible());
-    QCOMPARE(history->announcement()->announcementId(), QStringLiteral("whats-new-0.1.0"));
-    QVERIFY(showsTextStartingWith(history->webView(), QStringLiteral("What's new in IconFoundry")));
-    QVERIFY(!history->nextButton()->isEnabled());
-    QVERIFY(history->previousButton()->isEnabled());
-    QTest::mouseClick(history->previousButton(), Qt::LeftButton);
-    QVERIFY(showsTextStartingWith(history->webView(), QStringLiteral("Welcome to IconFoundry")));
+    QWidget* history = windows->historyWindow();
+    QVERIFY(history);
+    QVERIFY(history->isVisible());
+    QCOMPARE(windows->historyAnnouncement()->announcementId(), QStringLiteral("whats-new-0.1.0"));
+    QVERIFY(showsTextStartingWith(webViewOf(history), QStringLiteral("What's new in IconFoundry")));
+    QVERIFY(!childOf(history, "nextButton")->isEnabled());
+    QVERIFY(childOf(history, "previousButton")->isEnabled());
+    QTest::mouseClick(childOf(history, "previousButton"), Qt::LeftButton);
+    QVERIFY(showsTextStartingWith(webViewOf(history), QStringLiteral("Welcome to IconFoundry")));
     // Browsing marks nothing seen.
     QCOMPARE(Defaults::standardUserDefaults().announcementsSeen()->size(), 1);
 }
 
 void TestAnnouncementLaunch::laterLoads()
 {
-    AnnouncementWindowController* window = delegate_->announcementWindowController();
-    window->window()->close();
+    AnnouncementWindows* windows = delegate_->announcementWindows();
+    QWidget* window = windows->announcementWindow();
+    window->close();
     // A load that reports nothing shows nothing, even with the what's-new entry still unseen.
     delegate_->announcementsDidLoad(0);
-    QVERIFY(!window->window()->isVisible());
-    QCOMPARE(window->announcement()->announcementId(), QStringLiteral("welcome-1"));
-    // The next load that reports entries shows the what's-new entry of this version.
+    QVERIFY(!window->isVisible());
+    QCOMPARE(windows->announcement()->announcementId(), QStringLiteral("welcome-1"));
+    // The next load that reports entries shows the what's-new entry of this version, in the
+    // same window.
     delegate_->announcementsDidLoad(2);
-    QVERIFY(window->window()->isVisible());
-    QCOMPARE(window->announcement()->announcementId(), QStringLiteral("whats-new-0.1.0"));
-    QVERIFY(showsTextStartingWith(window->webView(), QStringLiteral("What's new in IconFoundry")));
+    QCOMPARE(windows->announcementWindow(), window);
+    QVERIFY(window->isVisible());
+    QCOMPARE(windows->announcement()->announcementId(), QStringLiteral("whats-new-0.1.0"));
+    QVERIFY(showsTextStartingWith(webViewOf(window), QStringLiteral("What's new in IconFoundry")));
     delegate_->announcementsDidLoad(2);
-    QCOMPARE(window->announcement()->announcementId(), QStringLiteral("whats-new-0.1.0"));
+    QCOMPARE(windows->announcement()->announcementId(), QStringLiteral("whats-new-0.1.0"));
 }
 
 int main(int argc, char** argv)
