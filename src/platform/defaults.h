@@ -56,9 +56,11 @@ public:
     bool saveToXcodeAlertSuppression() const;
     void setSaveToXcodeAlertSuppression(bool suppressed);
 
-    // Announcement id -> date the user saw it. Empty when absent.
-    QMap<QString, QDateTime> announcementsSeen() const;
+    // Announcement id -> date the user last saw it; absent when never stored (an empty stored
+    // map is present). Entries whose date does not read back are left out.
+    std::optional<QMap<QString, QDateTime>> announcementsSeen() const;
     void setAnnouncementsSeen(const QMap<QString, QDateTime>& seen);
+    void removeAnnouncementsSeen();
 
     // Most recent first, no duplicates, at most MaximumRecentDocuments.
     QList<QUrl> recentDocuments() const;
