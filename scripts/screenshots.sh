@@ -66,7 +66,7 @@ shoot "$preview" preview-window.png
 # pictures: ICONFOUNDRY_SCREENSHOT_DIR=docs/screenshots ctest --test-dir build -R "clipboard|saveflows"
 
 # The announcements: a second first launch, whose welcome comes up over the main window, then
-# Help > Announcements (the fourth menu) on the feed's last entry. Qt WebEngine refuses to run as
+# Help > Announcements (the fourth menu, its third item) on the feed's last entry. Qt WebEngine refuses to run as
 # root with its sandbox; only then is the sandbox turned off.
 kill "$app" 2>/dev/null || true
 wait "$app" 2>/dev/null || true
@@ -79,15 +79,16 @@ xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
 welcome=$(wait_for_window "IconFoundry News")
 xdotool windowmove "$welcome" 220 110
 sleep 3
-import -window root -crop 1000x700+0+0 "$shots/announcement-launch.png"
+import -window root -crop 1000x640+0+0 "$shots/announcement-launch.png"
 echo "screenshots: wrote docs/screenshots/announcement-launch.png"
 xdotool key --window "$welcome" Return
 sleep 0.5
 xdotool mousemove --window "$main" 150 8 click 1
 sleep 0.5
-xdotool key Down Return
+# About, Home Page, then Announcements.
+xdotool key Down Down Down Return
 history=$(wait_for_window "^Announcements$")
 xdotool windowmove "$history" 220 110
 sleep 3
-import -window root -crop 1000x700+0+0 "$shots/announcement-history.png"
+import -window root -crop 1000x640+0+0 "$shots/announcement-history.png"
 echo "screenshots: wrote docs/screenshots/announcement-history.png"
