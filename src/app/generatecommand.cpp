@@ -1,7 +1,6 @@
 #include "app/generatecommand.h"
 
 #include "app/platformicontargets.h"
-
 #include "iconset/appearanceimages.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/defaultcategories.h"
@@ -266,7 +265,8 @@ int GenerateCommand::run(const QStringList& arguments)
     const QCommandLineOption webOption(QStringLiteral("web"), QString(), QStringLiteral("DIR"));
     const QCommandLineOption backgroundImageOption(QStringLiteral("background-image"), QString(),
                                                    QStringLiteral("FILE"));
-    const QCommandLineOption monochromeOption(QStringLiteral("monochrome"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption monochromeOption(QStringLiteral("monochrome"), QString(),
+                                              QStringLiteral("FILE"));
     const QCommandLineOption paddingOption(QStringLiteral("padding"), QString(), QStringLiteral("PERCENT"));
     const QCommandLineOption trimOption(QStringLiteral("trim"));
     const QCommandLineOption forceOption(QStringList{QStringLiteral("f"), QStringLiteral("force")});
@@ -275,8 +275,8 @@ int GenerateCommand::run(const QStringList& arguments)
     const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});
     parser.addOptions({xcodeOption, outOption, categoryOption, darkOption, tintedOption, backgroundOption,
                        forceOption, quietOption, jsonOption, helpOption});
-    parser.addOptions({androidOption, webOption, backgroundImageOption, monochromeOption, paddingOption,
-                       trimOption});
+    parser.addOptions(
+        {androidOption, webOption, backgroundImageOption, monochromeOption, paddingOption, trimOption});
     const auto usage = [&](const QString& message) {
         return report.fail(Usage, message + QStringLiteral("\nSee 'iconfoundry generate --help'."));
     };
