@@ -43,6 +43,15 @@ QStringList IconFilePlan::names(State state) const
     return result;
 }
 
+QStringList IconFilePlan::wouldChange() const
+{
+    QStringList result;
+    for (const File& file : files_)
+        if (!file.merged && (file.state == State::Refreshed || file.state == State::Replaced))
+            result.append(file.name);
+    return result;
+}
+
 QString IconFilePlan::stateName(State state)
 {
     switch (state) {

@@ -37,6 +37,9 @@ public:
         QSize pixels; // empty for text
         // Set for files we own only when their content says so: true for content of ours.
         std::function<bool(const QByteArray& existing)> ownsExisting;
+        // A file our part is merged into (a web manifest): its other content stays, so changing
+        // it replaces nothing.
+        bool merged = false;
         State state = State::New;
     };
 
@@ -54,6 +57,9 @@ public:
     // Names of the files in that state, in order.
     QStringList names(State state) const;
     static QString stateName(State state);
+    // The files that are there and would get other bytes, merged ones left out: what a user is
+    // asked about before replacing.
+    QStringList wouldChange() const;
 
     // Writes every file that is not Unchanged, atomically, making folders as needed. Goes on after
     // a failure and reports the last one. progress(done, total, name) after each file.

@@ -89,7 +89,7 @@ bool WebIconSet::plan(const PlatformIconRenderer& renderer, const QString& folde
         }
         plan.add({names[i], result.png, result.canvas.size(), {}});
     }
-    plan.add({manifest, merged, {}, {}});
+    plan.add({manifest, merged, {}, {}, true});
     out = std::move(plan);
     return true;
 }

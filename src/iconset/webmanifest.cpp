@@ -99,14 +99,15 @@ std::vector<std::pair<qsizetype, qsizetype>> elementsOf(const QByteArray& text, 
     return elements;
 }
 
-// The blanks before position on its line; empty when something else stands there first.
+// The blanks before position on its line; two blanks when something else stands there first (a
+// manifest on one line gets its icons one per line all the same).
 QByteArray indentBefore(const QByteArray& text, qsizetype position)
 {
     qsizetype start = position;
     while (start > 0 && (text[start - 1] == ' ' || text[start - 1] == '\t'))
         --start;
     if (start > 0 && text[start - 1] != '\n')
-        return {};
+        return "  ";
     return text.mid(start, position - start);
 }
 

@@ -121,6 +121,11 @@ public:
     void saveDocument();
     void saveDocumentAs();
     void saveDocumentToXcode();
+    // The Android launcher icons into a res folder, and the web icons into a web project's folder
+    // (its manifest merged), chosen in a folder panel; files that would change are asked about
+    // first. Drawn with the image processor's background colour.
+    void saveAndroidIcons();
+    void saveWebIcons();
     void copy();
     void paste();
     // The data of a drag out of the image view: the URLs of the icon files, written into the
@@ -172,6 +177,8 @@ public:
     QAction* saveDocumentAction();
     QAction* saveDocumentAsAction();
     QAction* saveDocumentToXcodeAction();
+    QAction* saveAndroidIconsAction() { return saveAndroidIconsAction_; }
+    QAction* saveWebIconsAction() { return saveWebIconsAction_; }
     QAction* copyAction();
     QAction* pasteAction();
 
@@ -203,6 +210,15 @@ private:
     // replacing) and, once they are written, hands the folder to saved.
     void chooseFolderAndSave(const QString& panelTitle, bool intoPackages,
                              std::function<void(const QUrl&)> saved);
+    // The Save Android Icons and Save Web Icons commands, added to the File menu after Save to
+    // Xcode.
+    void addPlatformIconActions();
+    enum class Platform
+    {
+        Android,
+        Web
+    };
+    void savePlatformIcons(Platform platform);
     // False, after telling the user, when no category is ticked.
     bool checkImageSizesChosen(const QList<ImageCategory>& categories);
     // The URLs of the icon files the categories give, in folder, each file once.
@@ -226,6 +242,8 @@ private:
     std::unique_ptr<RecentDocumentsMenu> recentDocumentsMenu_;
     std::unique_ptr<CategorySelection> categorySelection_;
     std::unique_ptr<ProgressWindowController> progressWindowController_;
+    QAction* saveAndroidIconsAction_ = nullptr;
+    QAction* saveWebIconsAction_ = nullptr;
     int writing_ = 0;
     int progressDelay_ = 500;
     // Last member: destroyed first, so it waits for writes still running while everything they

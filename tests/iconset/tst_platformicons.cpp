@@ -401,38 +401,39 @@ void TestPlatformIcons::manifestMerge_data()
         << ours;
 
     // "any maskable" is neither slot exactly: kept; a name with ".." is not below the folder; an
-    // SVG is no PNG; strings with braces and escaped quotes do not confuse the splice.
+    // SVG is no PNG; strings with braces and escaped quotes do not confuse the splice. A key that
+    // does not start its line gets the array two blanks in.
     QTest::newRow("entries that are not our slots stay as written") << QByteArray(R"({"a": "}{\"[", "icons": [
-  {"src": "both.png", "sizes": "192x192", "purpose": "any maskable"},
-  {"src": "../up.png", "sizes": "512x512"},
-  {"src": "vector.svg", "sizes": "192x192", "purpose": "maskable"}
-], "z": [1, {"b": "]"}]})") << QByteArray(R"({"a": "}{\"[", "icons": [
-  {"src": "both.png", "sizes": "192x192", "purpose": "any maskable"},
-  {
-    "src": "icon-512.png",
-    "sizes": "512x512",
-    "type": "image/png",
-    "purpose": "any"
-  },
-  {
-    "src": "icon-192-maskable.png",
-    "sizes": "192x192",
-    "type": "image/png",
-    "purpose": "maskable"
-  },
-  {
-    "src": "icon-192.png",
-    "sizes": "192x192",
-    "type": "image/png",
-    "purpose": "any"
-  },
-  {
-    "src": "icon-512-maskable.png",
-    "sizes": "512x512",
-    "type": "image/png",
-    "purpose": "maskable"
-  }
-], "z": [1, {"b": "]"}]})") << ours;
+    {"src": "both.png", "sizes": "192x192", "purpose": "any maskable"},
+    {"src": "../up.png", "sizes": "512x512"},
+    {"src": "vector.svg", "sizes": "192x192", "purpose": "maskable"}
+  ], "z": [1, {"b": "]"}]})") << QByteArray(R"({"a": "}{\"[", "icons": [
+    {"src": "both.png", "sizes": "192x192", "purpose": "any maskable"},
+    {
+      "src": "icon-512.png",
+      "sizes": "512x512",
+      "type": "image/png",
+      "purpose": "any"
+    },
+    {
+      "src": "icon-192-maskable.png",
+      "sizes": "192x192",
+      "type": "image/png",
+      "purpose": "maskable"
+    },
+    {
+      "src": "icon-192.png",
+      "sizes": "192x192",
+      "type": "image/png",
+      "purpose": "any"
+    },
+    {
+      "src": "icon-512-maskable.png",
+      "sizes": "512x512",
+      "type": "image/png",
+      "purpose": "maskable"
+    }
+  ], "z": [1, {"b": "]"}]})") << ours;
 
     QTest::newRow("empty object") << QByteArray("{ }") << QByteArray(R"({
   "icons": [
