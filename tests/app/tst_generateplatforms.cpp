@@ -69,7 +69,8 @@ private slots:
     void initTestCase();
     void flutterAndroidProject();
     void flutterWebProject();
-    void beside_an_Xcode_set_with_a_report();
+    void besideAppleIconsWithAReport();
+    void appleOptionsWithoutAppleIcons();
     void xmlOfTheProjectNeedsForce();
     void backgroundImageTrimAndPadding();
     void badInput_data();
@@ -217,7 +218,7 @@ void TestGeneratePlatforms::flutterWebProject()
     QCOMPARE(snapshot(web), after);
 }
 
-void TestGeneratePlatforms::beside_an_Xcode_set_with_a_report()
+void TestGeneratePlatforms::besideAppleIconsWithAReport()
 {
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
@@ -243,6 +244,19 @@ void TestGeneratePlatforms::beside_an_Xcode_set_with_a_report()
     QVERIFY(QFileInfo::exists(dir.filePath("apple/AppIcon-1024.png")));
     QVERIFY(QFileInfo::exists(dir.filePath("android-res/ic_launcher-playstore.png")));
     QVERIFY(QFileInfo::exists(dir.filePath("site/manifest.webmanifest")));
+}
+
+// Options of the Apple icons alone are named in a warning, not silently dropped.
+void TestGeneratePlatforms::appleOptionsWithoutAppleIcons()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const Run run = runIconFoundry({"generate", source_, "--web", dir.path(), "-c", "iPhone", "--json"});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    QCOMPARE(
+        QJsonDocument::fromJson(run.out.toUtf8()).object().value("warnings").toArray(),
+        QJsonArray{"--category, --dark and --tinted are for the Apple icons of --xcode or --out, which are "
+                   "not asked for; they are not used."});
 }
 
 // An adaptive icon of the project's own (Android Studio's vector template) is not replaced without
