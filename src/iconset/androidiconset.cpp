@@ -3,6 +3,7 @@
 #include "iconset/appearanceimages.h"
 
 #include <QDir>
+#include <QFile>
 #include <QXmlStreamReader>
 
 namespace iconfoundry {
@@ -16,6 +17,30 @@ using Encoding = PlatformIconRenderer::Encoding;
 int pixels(int dp, int percent)
 {
     return dp * percent / 100;
+}
+
+// Other files of values/ that define the colour ic_launcher_background too: the resource
+// compiler refuses a name defined twice, so the user has to know before the build fails.
+QStringList otherBackgroundColourFiles(const QString& resFolder)
+{
+    QStringList found;
+    const QDir values(QDir(resFolder).filePath(QStringLiteral("values")));
+    for (const QString& name : values.entryList({QStringLiteral("*.xml")}, QDir::Files, QDir::Name)) {
+        if (name == QLatin1String("ic_launcher_background.xml"))
+            continue;
+        QFile file(values.filePath(name));
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        QXmlStreamReader xml(&file);
+        while (!xml.atEnd()) {
+            if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() == QLatin1String("color") &&
+                xml.attributes().value(QLatin1String("name")) == QLatin1String("ic_launcher_background")) {
+                found.append(QStringLiteral("values/") + name);
+                break;
+            }
+        }
+    }
+    return found;
 }
 
 } // namespace
@@ -142,6 +167,12 @@ bool AndroidIconSet::plan(const PlatformIconRenderer& renderer, const QString& r
                   {},
                   isBackgroundColourXml});
 
+    if (!backgroundImage)
+        for (const QString& name : otherBackgroundColourFiles(resFolder))
+            plan.warnings.append(QStringLiteral("%1 defines the colour ic_launcher_background as well, which "
+                                                "values/ic_launcher_background.xml now holds; remove it from "
+                                                "one of them, or the build refuses the duplicate.")
+                                     .arg(name));
     const ImagePtr& mono = renderer.options().monochrome;
     if (!mono && renderer.artwork().image() &&
         !AppearanceImages::hasTransparency(*renderer.artwork().image()))

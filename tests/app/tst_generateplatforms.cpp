@@ -272,9 +272,13 @@ void TestGeneratePlatforms::xmlOfTheProjectNeedsForce()
                               "    <foreground android:drawable=\"@drawable/ic_launcher_foreground\" />\n"
                               "    <monochrome android:drawable=\"@drawable/ic_launcher_foreground\" />\n"
                               "</adaptive-icon>";
+    // An older template's colours file that names the background colour too.
+    const QByteArray colours = "<resources>\n    <color name=\"ic_launcher_background\">#FFFFFF</color>\n"
+                               "    <color name=\"accent\">#FF4081</color>\n</resources>\n";
     QVERIFY(QDir().mkpath(res + "/mipmap-anydpi-v26") && QDir().mkpath(res + "/values"));
     for (const auto& [name, text] : {std::pair{"/mipmap-anydpi-v26/ic_launcher.xml", theirs},
-                                     {"/values/ic_launcher_background.xml", backgroundColour("#FFFFFF")}}) {
+                                     {"/values/ic_launcher_background.xml", backgroundColour("#FFFFFF")},
+                                     {"/values/colors.xml", colours}}) {
         QFile file(res + name);
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
     }
@@ -291,6 +295,12 @@ void TestGeneratePlatforms::xmlOfTheProjectNeedsForce()
     const Run forced =
         runIconFoundry({"generate", source_, "--android", res, "--background", "#3ddc84", "-f"});
     QVERIFY2(forced.exitCode == 0, qPrintable(forced.err));
+    QCOMPARE(forced.err,
+             QStringLiteral("iconfoundry generate: warning: values/colors.xml defines the colour "
+                            "ic_launcher_background as well, which values/ic_launcher_background.xml "
+                            "now holds; remove it from one of them, or the build refuses the "
+                            "duplicate.\n"));
+    QCOMPARE(readFile(res + "/values/colors.xml"), colours);
     QCOMPARE(readFile(res + "/mipmap-anydpi-v26/ic_launcher.xml"), kAdaptiveIcon);
     QCOMPARE(readFile(res + "/values/ic_launcher_background.xml"), backgroundColour("#3DDC84"));
     const QImage legacy(res + "/mipmap-mdpi/ic_launcher.png");
