@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Checks that each folder under src/ uses only the folders below it.
 
-Layers, lowest first: logging, platform, iconset, ui, the window folders (mainwindow, previews,
-announcements: none of them uses another), app. Checked:
+Layers, lowest first: logging, platform, iconset and announcementfeed (neither uses the other), ui,
+the window folders (mainwindow, previews, announcements: none of them uses another), app. Checked:
 
 - every #include "folder/..." of a source file, and every iconfoundry::folder that a folder's
   CMakeLists.txt links, names a lower layer (or the folder itself);
-- iconset and the layers below it include no Qt Widgets header and link no Qt Widgets module, not
-  even through what they link, so the command-line front end and the iconset tests run without one;
+- iconset, announcementfeed and the layers below them include no Qt Widgets header and link no Qt
+  Widgets module, not even through what they link, so the command-line front end and the iconset
+  tests run without one;
 - logging includes no Qt header and links no Qt module at all;
 - with --build DIR: the built iconset test executables are not linked against a Qt Widgets
   library and do not load one.
@@ -26,6 +27,7 @@ LAYERS = {
     "logging": 0,
     "platform": 1,
     "iconset": 2,
+    "announcementfeed": 2,
     "ui": 3,
     "mainwindow": 4,
     "previews": 4,

@@ -19,18 +19,20 @@ shoot()
 }
 
 # The log goes to the console too; keep it out of the way.
-# From the new user's home, where the folder dialogs start.
-(cd "$home" && exec "$exe" "$sample" 2>"$home/app.log") &
+# From the new user's home, where the folder dialogs start. No launch announcement in these
+# pictures ("about:blank" gives no feed); the announcement pictures come last.
+(cd "$home" && ICONFOUNDRY_ANNOUNCEMENTS_URL=about:blank exec "$exe" "$sample" 2>"$home/app.log") &
 app=$!
 main=$(wait_for_window "IconFoundry")
 xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
 shoot "$main" main-window.png
 
-# The Save to Xcode flow into an icon set that already holds icons: the instructions alert, then
-# (after the folder dialog) the replace question.
+# The Save to Xcode flow into an icon set of the current Xcode template (one size, dark, tinted):
+# the instructions alert, then (after the folder dialog) the question whether to fill the set's
+# own slots or the ticked ones.
 project=$home/MyApp/Assets.xcassets/AppIcon.appiconset
 mkdir -p "$project"
-"$exe" generate --quiet --xcode "$project" "$sample"
+"$exe" generate --quiet --xcode "$project" --category 132 "$sample"
 xdotool key --window "$main" ctrl+alt+s   # File > Save to Xcode…
 sleep 1.5
 import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-instructions.png"
@@ -45,8 +47,8 @@ xdotool key --delay 150 ctrl+a ctrl+v
 sleep 0.5
 xdotool key Return
 sleep 1.5
-import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-replace.png"
-echo "screenshots: wrote docs/screenshots/save-to-xcode-replace.png"
+import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-slots.png"
+echo "screenshots: wrote docs/screenshots/save-to-xcode-slots.png"
 xdotool key Escape
 sleep 0.5
 
@@ -62,3 +64,30 @@ shoot "$preview" preview-window.png
 
 # The drop highlight and the progress window are drawn by the window tests, which can keep their
 # pictures: ICONFOUNDRY_SCREENSHOT_DIR=docs/screenshots ctest --test-dir build -R "clipboard|saveflows"
+
+# The announcements: a second first launch, whose welcome comes up over the main window, then
+# Help > Announcements (the fourth menu) on the feed's last entry. Qt WebEngine refuses to run as
+# root with its sandbox; only then is the sandbox turned off.
+kill "$app" 2>/dev/null || true
+wait "$app" 2>/dev/null || true
+rm -rf "$XDG_CONFIG_HOME"
+[ "$(id -u)" -eq 0 ] && export QTWEBENGINE_DISABLE_SANDBOX=1
+(cd "$home" && exec "$exe" "$sample" 2>"$home/app.log") &
+app=$!
+main=$(wait_for_window "IconFoundry")
+xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
+welcome=$(wait_for_window "IconFoundry News")
+xdotool windowmove "$welcome" 220 110
+sleep 3
+import -window root -crop 1000x700+0+0 "$shots/announcement-launch.png"
+echo "screenshots: wrote docs/screenshots/announcement-launch.png"
+xdotool key --window "$welcome" Return
+sleep 0.5
+xdotool mousemove --window "$main" 150 8 click 1
+sleep 0.5
+xdotool key Down Return
+history=$(wait_for_window "^Announcements$")
+xdotool windowmove "$history" 220 110
+sleep 3
+import -window root -crop 1000x700+0+0 "$shots/announcement-history.png"
+echo "screenshots: wrote docs/screenshots/announcement-history.png"

@@ -9,6 +9,9 @@ packages=(
   # Qt: widgets and the platform plugins, SVG rendering and the extra image formats (TIFF, WebP)
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins
   qt6-svg-dev qt6-image-formats-plugins
+  # Qt WebEngine: the announcement windows show their pages in a web view (Qt Network comes with
+  # qt6-base-dev and fetches the feed)
+  qt6-webengine-dev
   # Qt's translation tools: lrelease compiles resources/translations/*.ts at build time
   qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
   # property lists (the icon catalogue), fast PNG compression, the systemd journal for the log

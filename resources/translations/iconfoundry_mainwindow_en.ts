@@ -273,5 +273,105 @@ Do you want to replace these entries?</translation>
         <source>Tick at least one set to save icons.</source>
         <translation>Tick at least one set to save icons.</translation>
     </message>
+    <message id="Menu.File.ChooseDarkImage">
+        <source>Choose Dark Image…</source>
+        <translation>Choose Dark Image…</translation>
+    </message>
+    <message id="Menu.File.ClearDarkImage">
+        <source>Clear Dark Image</source>
+        <translation>Clear Dark Image</translation>
+    </message>
+    <message id="Menu.File.ChooseTintedImage">
+        <source>Choose Tinted Image…</source>
+        <translation>Choose Tinted Image…</translation>
+    </message>
+    <message id="Menu.File.TintedFromSource">
+        <source>Tinted from Source</source>
+        <translation>Tinted from Source</translation>
+    </message>
+    <message id="Menu.File.BackgroundColour">
+        <source>Background Colour…</source>
+        <translation>Background Colour…</translation>
+    </message>
+    <message id="MainWindow.Wells.Dark">
+        <source>Dark</source>
+        <translation>Dark</translation>
+    </message>
+    <message id="MainWindow.Wells.Dark.Empty">
+        <source>Source</source>
+        <translation>Source</translation>
+    </message>
+    <message id="MainWindow.Wells.Dark.ToolTip">
+        <source>The image of the dark icon slots, on a transparent background. Empty: they get the source image.</source>
+        <translation>The image of the dark icon slots, on a transparent background. Empty: they get the source image.</translation>
+    </message>
+    <message id="MainWindow.Wells.Tinted">
+        <source>Tinted</source>
+        <translation>Tinted</translation>
+    </message>
+    <message id="MainWindow.Wells.Tinted.Empty">
+        <source>From source</source>
+        <translation>From source</translation>
+    </message>
+    <message id="MainWindow.Wells.Tinted.ToolTip">
+        <source>The image of the tinted icon slots, in greys. Empty: a grey image made from the source.</source>
+        <translation>The image of the tinted icon slots, in greys. Empty: a grey image made from the source.</translation>
+    </message>
+    <message id="MainWindow.Wells.Background">
+        <source>Background</source>
+        <translation>Background</translation>
+    </message>
+    <message id="MainWindow.Wells.Background.ToolTip">
+        <source>%1 shows through the transparent parts of the icons that must be opaque (App Store, single-size iOS).</source>
+        <translation>%1 shows through the transparent parts of the icons that must be opaque (App Store, single-size iOS).</translation>
+    </message>
+    <message id="MainWindow.Wells.Clear">
+        <source>Clear</source>
+        <translation>Clear</translation>
+    </message>
+    <message id="OpenImage.Panel.DarkTitle">
+        <source>Choose the Image for the Dark Icons</source>
+        <translation>Choose the Image for the Dark Icons</translation>
+    </message>
+    <message id="OpenImage.Panel.TintedTitle">
+        <source>Choose the Image for the Tinted Icons</source>
+        <translation>Choose the Image for the Tinted Icons</translation>
+    </message>
+    <message id="ColourPanel.Background.Title">
+        <source>Background of the Opaque Icons</source>
+        <translation>Background of the Opaque Icons</translation>
+    </message>
+    <message id="SaveToXcode.SetHasSlots.MessageText">
+        <source>This icon set already has %1 slots.</source>
+        <translation>This icon set already has %1 slots.</translation>
+    </message>
+    <message id="SaveToXcode.SetHasSlots.InformativeText">
+        <source>Fill Its Slots draws an icon for each of them and keeps the file names the set uses. Use Ticked Categories writes the %1 icons of the ticked sets instead and adds their slots to the set.</source>
+        <translation>Fill Its Slots draws an icon for each of them and keeps the file names the set uses. Use Ticked Categories writes the %1 icons of the ticked sets instead and adds their slots to the set.</translation>
+    </message>
+    <message id="Button.FillItsSlots">
+        <source>Fill Its Slots</source>
+        <translation>Fill Its Slots</translation>
+    </message>
+    <message id="Button.UseTickedCategories">
+        <source>Use Ticked Categories</source>
+        <translation>Use Ticked Categories</translation>
+    </message>
+    <message id="MainWindow.Status.FilledSetSlots">
+        <source>Filled the %1 slots of the icon set in %2: %3 files, %4 of them refreshed.</source>
+        <translation>Filled the %1 slots of the icon set in %2: %3 files, %4 of them refreshed.</translation>
+    </message>
+    <message id="MainWindow.Status.SavedWithContentsJSON">
+        <source>Saved %1 icon files and Contents.json to %2.</source>
+        <translation>Saved %1 icon files and Contents.json to %2.</translation>
+    </message>
+    <message id="MainWindow.Status.OpaqueOverBackground">
+        <source>Transparent parts lie over %1 in: %2.</source>
+        <translation>Transparent parts lie over %1 in: %2.</translation>
+    </message>
+    <message id="SaveImageFiles.NoTintedImage">
+        <source>No grey image for the tinted icons could be made from the source image.</source>
+        <translation>No grey image for the tinted icons could be made from the source image.</translation>
+    </message>
 </context>
 </TS>

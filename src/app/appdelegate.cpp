@@ -1,6 +1,8 @@
 #include "app/appdelegate.h"
 
+#include "announcementfeed/announcementservice.h"
 #include "app/aboutwindowcontroller.h"
+#include "app/announcementwindowsmodule.h"
 #include "app/editmenutrimmer.h"
 #include "app/sharingservice.h"
 #include "iconset/contentsjsonprocessor.h"
@@ -13,10 +15,12 @@
 #include "logging/systemlogger.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/bundle.h"
+#include "platform/error.h"
 #include "platform/texts.h"
 #include "previews/messagesscreenwindowcontroller.h"
 #include "previews/padscreenwindowcontroller.h"
 #include "previews/phonescreenwindowcontroller.h"
+#include "ui/alerts.h"
 #include "ui/workspace.h"
 
 #include <QAction>
@@ -27,7 +31,10 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
+#include <QTimer>
 #include <QUrl>
+#include <QWindow>
 
 namespace iconfoundry {
 
@@ -35,6 +42,8 @@ namespace {
 
 constexpr double kLogRollingFrequencySeconds = 86400; // one file per day
 constexpr unsigned long kMaximumNumberOfLogFiles = 7; // a week of logs
+// How often a loaded announcement looks again whether the main window is on screen yet.
+constexpr int kAnnouncementRetryMilliseconds = 50;
 
 // Creates the preview controller on first use; every show hands over the current image, so a
 // window reopened after the image changed while it was closed shows the new one.
@@ -105,8 +114,7 @@ void AppDelegate::applicationDidFinishLaunching()
     // From here on a crash still gets what was logged before it into the file.
     Log::installFatalSignalFlush();
 
-    // The announcement service is created here, between the loggers and the processors, once
-    // announcements are part of the application.
+    announcementService_ = std::make_unique<AnnouncementService>();
 
     // The processors. The catalogue loads on first use, so start-up does not wait for it.
     contentsJSONProcessor_ = std::make_unique<ContentsJSONProcessor>();
@@ -128,8 +136,74 @@ void AppDelegate::applicationDidFinishLaunching()
     SourceImageNotificationCenter::defaultCenter().addObserver(
         this, [this](const ImagePtr& image) { newSourceImage(image); });
 
-    // The launch announcement check starts here, without being waited for, once announcements
-    // are part of the application.
+    // The launch announcement: the feed loads on the thread pool and start-up goes on at once.
+    announcementService_->setAppVersion(Bundle::shortVersion());
+    announcementService_->loadEnvironmentDataFromPath(
+        Bundle::pathForResource(QStringLiteral("Environment"), QStringLiteral("plist")));
+    if (const QString address = qEnvironmentVariable(AnnouncementsURLVariable); !address.isEmpty()) {
+        QVariantMap environment = announcementService_->environmentData();
+        environment.insert(QString::fromLatin1(AnnouncementService::AnnouncementsURLKey), address);
+        announcementService_->setEnvironmentData(environment);
+    }
+    QPointer<AppDelegate> self(this);
+    announcementService_->loadDataWithCompletionHandler([self](qint64 count, const std::optional<Error>&) {
+        // The choice marks the announcement seen in the user defaults and the window is a widget:
+        // both belong to the main thread, so the whole answer is handled there. A delegate gone by
+        // then drops it.
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app)
+            return;
+        QMetaObject::invokeMethod(
+            app,
+            [self, count] {
+                if (self)
+                    self->announcementsDidLoad(count);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void AppDelegate::announcementsDidLoad(qint64 count)
+{
+    // Starting the web engine takes the main thread for a while: the main window goes on screen
+    // first, so a quick feed never delays it.
+    QWidget* main = mainWindowController_ ? mainWindowController_->window() : nullptr;
+    if (main && main->isVisible() && !(main->windowHandle() && main->windowHandle()->isExposed())) {
+        QTimer::singleShot(kAnnouncementRetryMilliseconds, this,
+                           [this, count] { announcementsDidLoad(count); });
+        return;
+    }
+    if (count > 0) {
+        if (AnnouncementPtr next = announcementService_->nextAnnouncementToDisplay()) {
+            if (AnnouncementWindows* windows = announcementWindows())
+                windows->showAnnouncement(next);
+        }
+    }
+    emit announcementsLoaded(count);
+}
+
+AnnouncementWindows* AppDelegate::announcementWindows()
+{
+    if (!announcementWindows_)
+        announcementWindows_ = AnnouncementWindowsModule::createWindows(announcementService_.get(), nullptr);
+    return announcementWindows_.get();
+}
+
+void AppDelegate::showAnnouncementsWindow()
+{
+    Error error;
+    if (!announcementWindows_)
+        announcementWindows_ = AnnouncementWindowsModule::createWindows(announcementService_.get(), &error);
+    if (announcementWindows_) {
+        announcementWindows_->showHistory();
+        return;
+    }
+    // Asked for from the menu, so the user hears why nothing opens; a launch announcement that
+    // cannot be shown is only logged.
+    Alert alert;
+    alert.messageText = Texts::text("Alert.AnnouncementsUnavailable.Title");
+    alert.informativeText = error.localizedDescription;
+    beginAlert(alert, [](int, const Alert&) {});
 }
 
 void AppDelegate::applicationWillTerminate()
@@ -219,6 +293,9 @@ QMenu* AppDelegate::installHelpMenu(QMenuBar* menuBar)
     QAction* home = menu->addAction(Texts::text("Menu.Help.HomePage"));
     home->setObjectName(QStringLiteral("showHomePage:"));
     connect(home, &QAction::triggered, this, &AppDelegate::showHomePage);
+    QAction* announcements = menu->addAction(Texts::text("Menu.Help.Announcements"));
+    announcements->setObjectName(QStringLiteral("showAnnouncementsWindow"));
+    connect(announcements, &QAction::triggered, this, &AppDelegate::showAnnouncementsWindow);
     addHelpMenuItems(menu);
 
     menu->addSeparator();

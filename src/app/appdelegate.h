@@ -17,6 +17,8 @@ class QMenuBar;
 namespace iconfoundry {
 
 class AboutWindowController;
+class AnnouncementService;
+class AnnouncementWindows;
 class ContentsJSONProcessor;
 class FileLogger;
 class ImageProcessor;
@@ -37,6 +39,9 @@ class PhoneScreenWindowController;
 //   controller, which holds them by plain pointer.
 // - Owns the three preview window controllers, each created by its show action on first use and
 //   kept for the rest of the run.
+// - Owns the announcement service and the announcement windows, which are loaded on first access
+//   and kept. The feed loads in the background at launch; launch never waits for
+//   it, and the web engine starts only when an announcement window is first shown.
 // - Main thread only.
 class AppDelegate : public QObject
 {
@@ -46,8 +51,9 @@ public:
     explicit AppDelegate(QObject* parent = nullptr);
     ~AppDelegate() override;
 
-    // The start-up sequence, once: loggers (system log, console, rolling files), processors, the
-    // main window (shown), the Edit menu and the Help menu, the observer of new source images.
+    // The start-up sequence, once: loggers (system log, console, rolling files), the announcement
+    // service, processors, the main window (shown), the Edit menu and the Help menu, the observer
+    // of new source images, and last the announcement load, not waited for.
     virtual void applicationDidFinishLaunching();
     // Removes this delegate's observers.
     void applicationWillTerminate();
@@ -71,6 +77,11 @@ public:
     // The Window menu with the three preview actions, named after them; found by its object name
     // "menuWindow" when the main window's layout has one, else added to the menu bar.
     QMenu* installWindowMenu(QMenuBar* menuBar);
+    // Menu action of the Help menu: the announcement history.
+    void showAnnouncementsWindow();
+    // The end of the launch's announcement load, on the main thread: with a count above 0, the
+    // service's choice (if any) is shown in the announcement window.
+    void announcementsDidLoad(qint64 count);
 
     // The Help menu: About, the home page and the Share submenu with its seven actions, each
     // action named after its operation ("shareViaEmail:"); found by its object name "menuHelp"
@@ -120,6 +131,10 @@ public:
     {
         return messagesScreenWindowController_.get();
     }
+    AnnouncementService* announcementService() const { return announcementService_.get(); }
+    // The announcement windows, loaded with their module on first access and kept for the run;
+    // null when the module cannot be loaded.
+    AnnouncementWindows* announcementWindows();
     ImagePtr sourceImage() const { return sourceImage_; }
     void setSourceImage(const ImagePtr& image) { sourceImage_ = image; }
     ImageProcessor* imageProcessor() const { return imageProcessor_.get(); }
@@ -131,6 +146,13 @@ public:
     const std::shared_ptr<Logger>& systemLogger() const { return systemLogger_; }
     void setSystemLogger(std::shared_ptr<Logger> logger) { systemLogger_ = std::move(logger); }
 
+    // Replaces the feed address of the "Environment" resource when set and not empty.
+    static constexpr char AnnouncementsURLVariable[] = "ICONFOUNDRY_ANNOUNCEMENTS_URL";
+
+signals:
+    // After announcementsDidLoad() has handled a finished load.
+    void announcementsLoaded(qint64 count);
+
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     virtual void addHelpMenuItems(QMenu*) {}
@@ -139,6 +161,7 @@ protected:
 private:
     std::shared_ptr<Logger> systemLogger_;
     std::shared_ptr<FileLogger> fileLogger_;
+    std::unique_ptr<AnnouncementService> announcementService_;
     std::unique_ptr<ContentsJSONProcessor> contentsJSONProcessor_;
     std::unique_ptr<ImageProcessor> imageProcessor_;
     // Declared last so it goes first: it points at the processors.
@@ -147,6 +170,8 @@ private:
     std::unique_ptr<PadScreenWindowController> padScreenWindowController_;
     std::unique_ptr<MessagesScreenWindowController> messagesScreenWindowController_;
     std::unique_ptr<AboutWindowController> aboutWindowController_;
+    // Declared after the service they point at, so they go first.
+    std::unique_ptr<AnnouncementWindows> announcementWindows_;
     ImagePtr sourceImage_;
 };
 

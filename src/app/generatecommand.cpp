@@ -4,7 +4,7 @@
 #include "iconset/appearanceimages.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/defaultcategories.h"
-#include "iconset/iconsetslots.h"
+#include "iconset/iconsetplan.h"
 #include "iconset/image.h"
 #include "iconset/imageprocessor.h"
 #include "iconset/imagesuitability.h"
@@ -13,7 +13,6 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
-#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -456,70 +455,39 @@ int GenerateCommand::run(const QStringList& arguments)
     if (!folderTakesNewFiles(folder, &reason))
         return report.fail(FolderUnwritable,
                            QStringLiteral("cannot write into the folder '%1': %2").arg(folder, reason));
-    ContentsJSONProcessor contents(&processor);
-    std::vector<JsonNode> images;
-    if (xcode) {
-        Error jsonError;
-        if (!ContentsJSONProcessor::readImages(folder, images, &jsonError))
-            return report.fail(ContentsJSONBroken, jsonError.localizedDescription +
-                                                       QStringLiteral(" Mend or remove it and try again."));
-    }
-
-    // The sizes to write: those of the categories asked for; else the slots the icon set already
-    // has; else, for a new or empty set, the default categories.
-    QList<ImageSize> sizes;
-    QString layout = QStringLiteral("categories");
-    if (categories.isEmpty() && !images.empty()) {
-        const IconSetSlots::Plan plan = IconSetSlots::slotsOfSet(images, processor.allImageSizes());
-        for (const QString& skipped : plan.skipped)
-            report.warn(QStringLiteral("a slot is left as it is (%1).").arg(skipped));
-        if (!plan.sizes.isEmpty() || !plan.skipped.isEmpty()) {
-            sizes = plan.sizes;
-            layout = QStringLiteral("icon set");
-        }
-    }
-    if (layout == QLatin1String("categories")) {
-        if (categories.isEmpty())
-            categories = DefaultCategories::fromCatalogue(catalogue);
-        for (const ImageSize& size : processor.allImageSizes())
-            if (processor.imageSize(size, categories))
-                sizes.append(size);
-    }
-    if (xcode)
-        IconSetSlots::keepFileNames(sizes, images);
+    // What to write: the categories asked for; else the slots the icon set already has; else,
+    // for a new or empty set, the default categories.
+    IconSetPlan plan;
+    Error planError;
+    if (!IconSetPlan::make(processor, folder, xcode, categories, DefaultCategories::fromCatalogue(catalogue),
+                           plan, &planError))
+        return report.fail(ContentsJSONBroken, planError.localizedDescription +
+                                                   QStringLiteral(" Mend or remove it and try again."));
+    for (const QString& skipped : plan.skipped())
+        report.warn(QStringLiteral("a slot is left as it is (%1).").arg(skipped));
+    const QList<ImageSize>& sizes = plan.sizes();
+    const bool fromIconSet = plan.slotsFrom() == IconSetPlan::SlotsFrom::IconSet;
     QJsonArray categoryReport;
-    for (const ImageCategory& category : categories)
+    for (const ImageCategory& category : plan.categories())
         categoryReport.append(QJsonObject{{QStringLiteral("id"), category.categoryId()},
                                           {QStringLiteral("name"), category.name().value_or(QString())}});
     report.object.insert(QStringLiteral("categories"), categoryReport);
-    report.object.insert(QStringLiteral("slotsFrom"), layout);
+    report.object.insert(QStringLiteral("slotsFrom"),
+                         fromIconSet ? QStringLiteral("icon set") : QStringLiteral("categories"));
 
     // Which image each size is drawn from.
-    QList<ImageSize> mainSizes, darkSizes, tintedSizes;
-    QStringList opaqueSlots;
-    for (const ImageSize& size : sizes) {
-        const QString appearance = size.appearance().value_or(QString());
-        (appearance == QLatin1String("dark")     ? darkSizes
-         : appearance == QLatin1String("tinted") ? tintedSizes
-                                                 : mainSizes)
-            .append(size);
-        if (size.needsOpaquePixels())
-            opaqueSlots.append(size.description().trimmed());
-    }
-    if (!darkSizes.isEmpty() && !darkImage)
+    const QStringList opaqueSlots = plan.opaqueSlots();
+    const bool hasDarkSlots = !plan.darkSizes().isEmpty();
+    const bool hasTintedSlots = !plan.tintedSizes().isEmpty();
+    if (hasDarkSlots && !darkImage)
         report.warn(QStringLiteral("the dark slots get the source image; give --dark FILE for a dark icon."));
-    if (darkSizes.isEmpty() && darkImage)
+    if (!hasDarkSlots && darkImage)
         report.warn(QStringLiteral("--dark is not used: no slot is for the dark appearance."));
-    if (tintedSizes.isEmpty() && !tintedSource.isEmpty())
+    if (!hasTintedSlots && !tintedSource.isEmpty())
         report.warn(QStringLiteral("--tinted is not used: no slot is for the tinted appearance."));
-    if (!tintedSizes.isEmpty() && !tintedImage) {
-        tintedImage = AppearanceImages::tinted(*image);
-        if (!tintedImage)
-            return report.fail(SourceUnusable,
-                               QStringLiteral("cannot make a grey image from '%1'.").arg(source));
-    }
-    if (!darkImage)
-        darkImage = image;
+    IconSetPlan::Sources sources{image, darkImage, tintedImage};
+    if (!plan.completeSources(sources))
+        return report.fail(SourceUnusable, QStringLiteral("cannot make a grey image from '%1'.").arg(source));
     if (background.isValid())
         processor.setBackgroundColour(background);
     if (!opaqueSlots.isEmpty() && AppearanceImages::hasTransparency(*image))
@@ -529,24 +497,10 @@ int GenerateCommand::run(const QStringList& arguments)
 
     // What would be replaced: files the icon set does not name (a file it names is its icon,
     // refreshed in place), and slots held by other files.
-    QStringList files;
-    QHash<QString, QSize> pixels;
-    for (const ImageSize& size : sizes) {
-        const QString name = size.fileName().value_or(QString());
-        if (!files.contains(name))
-            files.append(name);
-        pixels.insert(name, size.pixelSize());
-    }
-    const QStringList referenced = IconSetSlots::referencedFileNames(images);
-    QStringList existingFiles, refreshedFiles;
-    for (const QString& name : files) {
-        if (!QFileInfo::exists(QDir(folder).filePath(name)))
-            continue;
-        (referenced.contains(name) ? refreshedFiles : existingFiles).append(name);
-    }
-    const QList<ImageSize> takenSlots =
-        xcode ? contents.imageJSONThatExistForCategories(sizes, folder).value_or(QList<ImageSize>())
-              : QList<ImageSize>();
+    const QStringList& files = plan.files();
+    const QStringList& existingFiles = plan.existingFiles();
+    const QStringList& refreshedFiles = plan.refreshedFiles();
+    const QList<ImageSize>& takenSlots = plan.takenSlots();
     QJsonArray takenReport;
     for (const ImageSize& size : takenSlots)
         takenReport.append(entryJson(size));
@@ -569,23 +523,10 @@ int GenerateCommand::run(const QStringList& arguments)
     // stays on disk.
     const bool showProgress = !report.quiet && isatty(fileno(stderr));
     Progress progress(showProgress);
-    const int total = int(sizes.size());
-    int before = 0;
     Error writeError;
-    bool written = true;
-    for (const auto& [from, group] : {std::pair{image, mainSizes}, std::pair{darkImage, darkSizes},
-                                      std::pair{tintedImage, tintedSizes}}) {
-        if (group.isEmpty())
-            continue;
-        Error groupError;
-        if (!processor.resizeAndSaveImage(from, group, folder, &groupError, [&](int done, int) {
-                progress.show(before + done, total, group.value(done - 1).fileName().value_or(QString()));
-            })) {
-            written = false;
-            writeError = groupError;
-        }
-        before += int(group.size());
-    }
+    const bool written =
+        plan.write(processor, sources, &writeError,
+                   [&](int done, int total, const QString& name) { progress.show(done, total, name); });
     progress.clear();
     if (!written)
         return report.fail(
@@ -595,8 +536,8 @@ int GenerateCommand::run(const QStringList& arguments)
     for (const QString& name : files) {
         fileReport.append(QJsonObject{
             {QStringLiteral("filename"), name},
-            {QStringLiteral("pixelWidth"), pixels.value(name).width()},
-            {QStringLiteral("pixelHeight"), pixels.value(name).height()},
+            {QStringLiteral("pixelWidth"), plan.pixelSize(name).width()},
+            {QStringLiteral("pixelHeight"), plan.pixelSize(name).height()},
             {QStringLiteral("replaced"), existingFiles.contains(name) || refreshedFiles.contains(name)}});
     }
     report.object.insert(QStringLiteral("files"), fileReport);
@@ -605,6 +546,7 @@ int GenerateCommand::run(const QStringList& arguments)
     if (xcode && !files.isEmpty()) {
         const bool created = !QFileInfo::exists(QDir(folder).filePath(ContentsJSONProcessor::fileName));
         Error jsonError;
+        ContentsJSONProcessor contents(&processor);
         if (!contents.saveJSONforCategories(sizes, folder, &jsonError))
             return report.fail(ContentsJSONProcessor::isBrokenFileError(jsonError) ? ContentsJSONBroken
                                                                                    : WriteFailed,

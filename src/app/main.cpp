@@ -38,6 +38,9 @@ int main(int argc, char** argv)
         return 1;
     }
 
+    // Qt WebEngine (the announcement windows) shares its GL contexts with the application's, which
+    // must be asked for before the application exists. It costs nothing until a web view is made.
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("iconfoundry"));
     QApplication::setApplicationDisplayName(QStringLiteral("IconFoundry"));

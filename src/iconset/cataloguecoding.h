@@ -30,8 +30,7 @@ std::optional<QString> stringValue(const QVariant& value);
 // "dictionary", "integer", ... for log messages about property-list values.
 QString kindName(const QVariant& value);
 
-// Archives are CBOR: the self-describe tag, then a map {"format": "co.velmora.IconFoundry.archive",
-// "version": 1, "class": className, "root": root}. Reals are written as 32-bit floats where exact.
+// The program's archive envelope (platform/archiveenvelope.h) around a catalogue record.
 QByteArray encodeArchive(const QString& className, const QCborValue& root);
 // The root of an archive of className, or absent for anything else: other classes, other
 // formats, newer versions, trailing bytes, damaged CBOR.

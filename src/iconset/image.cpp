@@ -155,6 +155,24 @@ bool looksLikeSvg(const QByteArray& head)
     return head.contains("<svg") || head.contains("<SVG");
 }
 
+// The format named by the first bytes, for the formats whose signature is unambiguous. Telling the
+// reader the format spares it the probe of every image plugin (each loads its own libraries:
+// WebP, TIFF, MNG, JPEG, colour management), which costs more than decoding a 1024 px PNG.
+QByteArray formatFromSignature(const QByteArray& head)
+{
+    if (head.startsWith("\x89PNG\r\n\x1a\n"))
+        return "png";
+    if (head.startsWith("\xff\xd8\xff"))
+        return "jpeg";
+    if (head.size() >= 12 && head.startsWith("RIFF") && head.mid(8, 4) == "WEBP")
+        return "webp";
+    if (head.startsWith(QByteArray("II*\0", 4)) || head.startsWith(QByteArray("MM\0*", 4)))
+        return "tiff";
+    if (head.startsWith("GIF87a") || head.startsWith("GIF89a"))
+        return "gif";
+    return QByteArray();
+}
+
 void raiseAllocationLimit()
 {
     // The decoders' limit in MiB: the largest accepted image even at 16 bits per sample.
@@ -246,7 +264,12 @@ ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
         QImageReader reader;
         if (!compressed)
             reader.setDevice(device);
-        reader.setDecideFormatFromContent(true);
+        if (const QByteArray known = formatFromSignature(head); !known.isEmpty()) {
+            reader.setFormat(known);
+            reader.setAutoDetectImageFormat(false);
+        } else {
+            reader.setDecideFormatFromContent(true);
+        }
         reader.setAutoTransform(true);
         const QByteArray format = compressed ? QByteArray("svgz") : reader.format().toLower();
         if (format == "svg" || format == "svgz" || (format.isEmpty() && looksLikeSvg(head))) {

@@ -21,7 +21,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QPainter>
 #include <QThread>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
@@ -102,19 +101,6 @@ struct RenderJob
     std::optional<QColor> background;
 };
 
-// The bitmap laid over an opaque colour: every pixel opaque, ready to be written without alpha.
-QImage overBackground(const QImage& bitmap, const QColor& background)
-{
-    QImage opaque(bitmap.size(), QImage::Format_RGB32);
-    if (opaque.isNull())
-        return opaque;
-    opaque.fill(background.rgb());
-    QPainter painter(&opaque);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.drawImage(0, 0, bitmap);
-    return opaque;
-}
-
 struct RenderOutcome
 {
     QByteArray png;
@@ -133,9 +119,8 @@ RenderOutcome render(const RenderJob& job)
                      QStringLiteral("The icon could not be drawn at %1 \u00d7 %2 pixels.")
                          .arg(pixels.width())
                          .arg(pixels.height())}};
-        QByteArray png = job.background ? PngWriter::encode(overBackground(bitmap, *job.background), 0,
-                                                            PngWriter::Channels::Rgb)
-                                        : PngWriter::encode(bitmap);
+        QByteArray png =
+            job.background ? PngWriter::encodeOver(bitmap, *job.background) : PngWriter::encode(bitmap);
         if (png.isEmpty())
             return {{}, {int(Image::TooLarge), QStringLiteral("The icon could not be encoded as PNG.")}};
         return {std::move(png), {}};

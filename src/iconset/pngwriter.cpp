@@ -26,6 +26,23 @@ enum Filter : uint8_t
     Paeth = 4
 };
 
+// Byte buffers that resize() leaves uninitialised: every byte is written before it is read, and
+// zeroing megabytes of scanlines and deflate output first costs as much as filtering them.
+template <typename T> struct UninitialisedAllocator : std::allocator<T>
+{
+    template <typename U> struct rebind
+    {
+        using other = UninitialisedAllocator<U>;
+    };
+    using std::allocator<T>::allocator;
+    template <typename U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <typename U, typename... Args> void construct(U* p, Args&&... args)
+    {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+using Bytes = std::vector<uint8_t, UninitialisedAllocator<uint8_t>>;
+
 // What one thread keeps between calls: libdeflate compressors (a few hundred KiB each, one per
 // level) and the buffers, so that encoding many icons does not keep mapping fresh pages.
 class ThreadScratch
@@ -51,13 +68,13 @@ public:
     {
         for (auto* buffer : {&rows, &wide, &filtered, &packed})
             if (buffer->capacity() > kKeepBytes)
-                std::vector<uint8_t>().swap(*buffer);
+                Bytes().swap(*buffer);
     }
 
-    std::vector<uint8_t> rows;     // previous and current row
-    std::vector<uint8_t> wide;     // one row as RGBA, when RGB is written
-    std::vector<uint8_t> filtered; // what deflate reads
-    std::vector<uint8_t> packed;   // what deflate writes
+    Bytes rows;     // previous and current row
+    Bytes wide;     // one row as RGBA, when RGB is written
+    Bytes filtered; // what deflate reads
+    Bytes packed;   // what deflate writes
 
 private:
     std::array<libdeflate_compressor*, 13> compressors_{};
@@ -205,15 +222,34 @@ template <size_t Bpp> Filter chooseFilter(const uint8_t* cur, const uint8_t* pre
     return chosen;
 }
 
-// One row as straight bytes, Bpp a pixel (3: the alpha byte is left out, through wide).
-template <size_t Bpp> void readRow(const QImage& image, int y, uint8_t* out, std::vector<uint8_t>& wide)
+// The opaque colour that RGB rows are laid over; without one the alpha byte is dropped.
+struct Background
+{
+    bool set = false;
+    uint8_t rgb[3] = {};
+};
+
+// One row as straight bytes, Bpp a pixel (3: through wide, without the alpha byte, laid over the
+// background when there is one).
+template <size_t Bpp>
+void readRow(const QImage& image, int y, uint8_t* out, Bytes& wide,
+             const Background& background)
 {
     if constexpr (Bpp == 3) {
         const size_t width = size_t(image.width());
         wide.resize(width * 4);
         straightRow(image, y, wide.data());
-        for (size_t x = 0; x < width; ++x)
-            std::memcpy(out + x * 3, wide.data() + x * 4, 3);
+        const uint8_t* in = wide.data();
+        if (!background.set) {
+            for (size_t x = 0; x < width; ++x)
+                std::memcpy(out + x * 3, in + x * 4, 3);
+            return;
+        }
+        for (size_t x = 0; x < width; ++x, in += 4, out += 3) {
+            const unsigned a = in[3];
+            for (int c = 0; c < 3; ++c)
+                out[c] = uint8_t((in[c] * a + background.rgb[c] * (255 - a) + 127) / 255);
+        }
     } else {
         straightRow(image, y, out);
     }
@@ -222,17 +258,17 @@ template <size_t Bpp> void readRow(const QImage& image, int y, uint8_t* out, std
 // Rows [first, last) of the image as PNG scanlines, each a filter byte and the filtered row,
 // into filtered (which has room for every row). rows and wide are the caller's scratch.
 template <size_t Bpp>
-void filterRows(const QImage& image, int first, int last, uint8_t* filtered, std::vector<uint8_t>& rows,
-                std::vector<uint8_t>& wide)
+void filterRows(const QImage& image, int first, int last, uint8_t* filtered, Bytes& rows,
+                Bytes& wide, const Background& background)
 {
     const size_t n = size_t(image.width()) * Bpp;
     rows.assign(n * 2, 0);
     uint8_t* prev = rows.data(); // zeros above the first row (Up and Paeth then equal None and Sub)
     uint8_t* cur = prev + n;
     if (first > 0)
-        readRow<Bpp>(image, first - 1, prev, wide);
+        readRow<Bpp>(image, first - 1, prev, wide, background);
     for (int y = first; y < last; ++y) {
-        readRow<Bpp>(image, y, cur, wide);
+        readRow<Bpp>(image, y, cur, wide, background);
         const Filter chosen = chooseFilter<Bpp>(cur, prev, n);
         uint8_t* dst = filtered + (n + 1) * size_t(y);
         dst[0] = chosen;
@@ -252,7 +288,8 @@ constexpr int kZlibLevel = 6; // about libdeflate level 7's size on icon artwork
 
 // The zlib stream of the scanlines of image, filtered and compressed in two strips on two threads,
 // into s.packed; returns its length, 0 on failure.
-template <size_t Bpp> size_t compressInTwoStrips(const QImage& image, int level, ThreadScratch& s)
+template <size_t Bpp>
+size_t compressInTwoStrips(const QImage& image, int level, const Background& background, ThreadScratch& s)
 {
     const int height = image.height();
     const size_t rowBytes = size_t(image.width()) * Bpp + 1;
@@ -260,12 +297,12 @@ template <size_t Bpp> size_t compressInTwoStrips(const QImage& image, int level,
     s.filtered.resize(rowBytes * size_t(height));
     uint8_t* filtered = s.filtered.data();
 
-    std::vector<uint8_t> lower;
+    Bytes lower;
     bool lowerDone = false;
     std::thread worker([&] {
         try {
-            std::vector<uint8_t> rows, wide;
-            filterRows<Bpp>(image, split, height, filtered, rows, wide);
+            Bytes rows, wide;
+            filterRows<Bpp>(image, split, height, filtered, rows, wide, background);
             libdeflate_compressor* compressor = libdeflate_alloc_compressor(level);
             if (!compressor)
                 return;
@@ -281,9 +318,9 @@ template <size_t Bpp> size_t compressInTwoStrips(const QImage& image, int level,
     });
 
     bool upperDone = false;
-    std::vector<uint8_t> upper;
+    Bytes upper;
     try {
-        filterRows<Bpp>(image, 0, split, filtered, s.rows, s.wide);
+        filterRows<Bpp>(image, 0, split, filtered, s.rows, s.wide, background);
         z_stream z{};
         if (deflateInit2(&z, kZlibLevel, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) == Z_OK) {
             const uLong length = uLong(rowBytes * size_t(split));
@@ -316,13 +353,14 @@ template <size_t Bpp> size_t compressInTwoStrips(const QImage& image, int level,
 }
 
 // The zlib stream of the scanlines of image into s.packed; returns its length, 0 on failure.
-template <size_t Bpp> size_t compressScanlines(const QImage& image, int level, ThreadScratch& s)
+template <size_t Bpp>
+size_t compressScanlines(const QImage& image, int level, const Background& background, ThreadScratch& s)
 {
     const size_t bytes = (size_t(image.width()) * Bpp + 1) * size_t(image.height());
     if (bytes >= kTwoStripBytes && image.height() >= 2 && std::thread::hardware_concurrency() > 1) {
         size_t packed = 0;
         try {
-            packed = compressInTwoStrips<Bpp>(image, level, s);
+            packed = compressInTwoStrips<Bpp>(image, level, background, s);
         } catch (const std::system_error&) { // no second thread to be had
         }
         if (packed)
@@ -332,7 +370,7 @@ template <size_t Bpp> size_t compressScanlines(const QImage& image, int level, T
     if (!compressor)
         return 0;
     s.filtered.resize(bytes);
-    filterRows<Bpp>(image, 0, image.height(), s.filtered.data(), s.rows, s.wide);
+    filterRows<Bpp>(image, 0, image.height(), s.filtered.data(), s.rows, s.wide, background);
     s.packed.resize(libdeflate_zlib_compress_bound(compressor, bytes));
     return libdeflate_zlib_compress(compressor, s.filtered.data(), bytes, s.packed.data(), s.packed.size());
 }
@@ -357,6 +395,17 @@ void putChunk(QByteArray& out, const char* type, const uint8_t* data, size_t len
 
 QByteArray PngWriter::encode(const QImage& input, int compressionLevel, Channels channels)
 {
+    return encode(input, compressionLevel, channels, std::nullopt);
+}
+
+QByteArray PngWriter::encodeOver(const QImage& image, const QColor& background, int compressionLevel)
+{
+    return encode(image, compressionLevel, Channels::Rgb, background.rgb());
+}
+
+QByteArray PngWriter::encode(const QImage& input, int compressionLevel, Channels channels,
+                             std::optional<QRgb> over)
+{
     if (input.isNull() || input.width() <= 0 || input.height() <= 0)
         return {};
     const int level = compressionLevel <= 0 ? kDefaultLevel : std::min(compressionLevel, 12);
@@ -377,8 +426,11 @@ QByteArray PngWriter::encode(const QImage& input, int compressionLevel, Channels
                 return {};
         }
         const bool rgb = channels == Channels::Rgb;
-        const size_t packed =
-            rgb ? compressScanlines<3>(image, level, scratch) : compressScanlines<4>(image, level, scratch);
+        Background background;
+        if (over)
+            background = {true, {uint8_t(qRed(*over)), uint8_t(qGreen(*over)), uint8_t(qBlue(*over))}};
+        const size_t packed = rgb ? compressScanlines<3>(image, level, background, scratch)
+                                  : compressScanlines<4>(image, level, background, scratch);
         if (packed == 0)
             return {};
 

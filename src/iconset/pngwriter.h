@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QByteArray>
+#include <QColor>
 #include <QImage>
+#include <optional>
 
 namespace iconfoundry {
 
@@ -28,13 +30,20 @@ public:
     enum class Channels
     {
         Rgba,
-        Rgb // the alpha is dropped: the caller lays a transparent image over a background first
+        Rgb // the alpha is dropped (encodeOver() lays a transparent image over a colour instead)
     };
 
     // Returns the PNG file bytes, or an empty array for a null or empty image (or when memory runs
     // out). compressionLevel 0 picks the default; values are clamped to 1..12.
     static QByteArray encode(const QImage& image, int compressionLevel = 0,
                              Channels channels = Channels::Rgba);
+    // An RGB PNG of the image laid over an opaque background colour, composited row by row as the
+    // rows are filtered (no opaque copy of the whole image is made first).
+    static QByteArray encodeOver(const QImage& image, const QColor& background, int compressionLevel = 0);
+
+private:
+    static QByteArray encode(const QImage& image, int compressionLevel, Channels channels,
+                             std::optional<QRgb> background);
 };
 
 } // namespace iconfoundry

@@ -5,6 +5,7 @@
 #include "iconset/imagesuitability.h"
 #include "iconset/sourceimagenotificationcenter.h"
 #include "logging/log.h"
+#include "mainwindow/appearancewells.h"
 #include "mainwindow/categoryselection.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/pasteboardreader.h"
@@ -66,6 +67,9 @@ MainWindowController::MainWindowController(Defaults* defaults, QObject* parent)
     : QObject(parent), defaults_(defaults ? *defaults : Defaults::standardUserDefaults()),
       fileWatch_(std::make_unique<SourceFileWatch>())
 {
+    if (const QColor stored = QColor::fromString(defaults_.iconBackgroundColour());
+        stored.isValid() && stored.alpha() == 255)
+        backgroundColour_ = stored.toRgb();
     connect(fileWatch_.get(), &SourceFileWatch::reloadDue, this, [this](const QUrl& url) {
         loadImageWithContentsOfURL(url);
         // Shown even when the reload failed: the file did change.
@@ -120,6 +124,24 @@ void MainWindowController::windowDidLoad()
     });
     connectActions();
     rebuildCategoryCheckboxes();
+
+    // The wells sit under the count of files, where the user looks before saving.
+    appearanceWells_ = new AppearanceWells(ui_->centralwidget);
+    ui_->categoryColumn->insertWidget(ui_->categoryColumn->indexOf(ui_->filesCountLabel) + 1,
+                                      appearanceWells_);
+    appearanceWells_->setBackgroundColour(backgroundColour_);
+    appearanceWells_->setDarkImage(darkImage_);
+    appearanceWells_->setTintedImage(tintedImage_);
+    connect(appearanceWells_, &AppearanceWells::chooseDarkImage, this,
+            &MainWindowController::chooseDarkImage);
+    connect(appearanceWells_, &AppearanceWells::clearDarkImage, this, &MainWindowController::clearDarkImage);
+    connect(appearanceWells_, &AppearanceWells::chooseTintedImage, this,
+            &MainWindowController::chooseTintedImage);
+    connect(appearanceWells_, &AppearanceWells::clearTintedImage, this,
+            &MainWindowController::useTintedFromSource);
+    connect(appearanceWells_, &AppearanceWells::chooseBackgroundColour, this,
+            &MainWindowController::chooseBackgroundColour);
+    createAppearanceMenu();
 
     if (auto* group = ui_->categoriesContainer->findChild<QButtonGroup*>())
         connect(group, &QButtonGroup::idToggled, this, &MainWindowController::refreshImageInfo);
@@ -452,6 +474,10 @@ void MainWindowController::validateMenuItems()
                             saveAndroidIconsAction_, saveWebIconsAction_})
         if (action)
             action->setEnabled(validateMenuItem(action));
+    if (clearDarkImageAction_) {
+        clearDarkImageAction_->setEnabled(darkImage_ != nullptr);
+        tintedFromSourceAction_->setEnabled(tintedImage_ != nullptr);
+    }
 }
 
 void MainWindowController::showStatusMessage(const QString& message)
@@ -574,6 +600,42 @@ QAction* MainWindowController::pasteAction()
 {
     window();
     return ui_->actionPaste;
+}
+
+QAction* MainWindowController::chooseDarkImageAction()
+{
+    window();
+    return chooseDarkImageAction_;
+}
+
+QAction* MainWindowController::clearDarkImageAction()
+{
+    window();
+    return clearDarkImageAction_;
+}
+
+QAction* MainWindowController::chooseTintedImageAction()
+{
+    window();
+    return chooseTintedImageAction_;
+}
+
+QAction* MainWindowController::tintedFromSourceAction()
+{
+    window();
+    return tintedFromSourceAction_;
+}
+
+QAction* MainWindowController::chooseBackgroundColourAction()
+{
+    window();
+    return chooseBackgroundColourAction_;
+}
+
+AppearanceWells* MainWindowController::appearanceWells()
+{
+    window();
+    return appearanceWells_;
 }
 
 } // namespace iconfoundry

@@ -6,6 +6,7 @@
 #include "mainwindow/sourceimage.h"
 #include "platform/error.h"
 
+#include <QColor>
 #include <QFutureSynchronizer>
 #include <QList>
 #include <QObject>
@@ -26,9 +27,11 @@ class MainWindowController;
 
 namespace iconfoundry {
 
+class AppearanceWells;
 class CategorySelection;
 class ContentsJSONProcessor;
 class Defaults;
+class IconSetPlan;
 class ImageProcessor;
 class ProgressWindowController;
 class RecentDocumentsMenu;
@@ -104,6 +107,23 @@ public:
     void reloadCurrentImageFile();
     void refreshView();
 
+    // What the icons need besides the main image. Without a dark image the dark slots get the
+    // main image; without a tinted image the tinted slots get a grey image made from it. The
+    // background colour shows through the transparent parts of the icons that must be opaque
+    // (App Store icons, the single-size iOS icon); it is kept in the defaults.
+    ImagePtr darkImage() const { return darkImage_; }
+    void setDarkImage(const ImagePtr& image);
+    ImagePtr tintedImage() const { return tintedImage_; }
+    void setTintedImage(const ImagePtr& image);
+    QColor backgroundColour() const { return backgroundColour_; }
+    void setBackgroundColour(const QColor& colour);
+    // Menu commands: an open panel for the image, the colour panel for the colour.
+    void chooseDarkImage();
+    void chooseTintedImage();
+    void chooseBackgroundColour();
+    void clearDarkImage() { setDarkImage(nullptr); }
+    void useTintedFromSource() { setTintedImage(nullptr); }
+
     // Categories.
     QList<ImageCategory> selectedImageCategories();
     // Ticks exactly the boxes of categories (the name is spelled this way on purpose).
@@ -123,7 +143,7 @@ public:
     void saveDocumentToXcode();
     // The Android launcher icons into a res folder, and the web icons into a web project's folder
     // (its manifest merged), chosen in a folder panel; files that would change are asked about
-    // first. Drawn with the image processor's background colour.
+    // first. Drawn over the window's background colour.
     void saveAndroidIcons();
     void saveWebIcons();
     void copy();
@@ -181,6 +201,12 @@ public:
     QAction* saveWebIconsAction() { return saveWebIconsAction_; }
     QAction* copyAction();
     QAction* pasteAction();
+    QAction* chooseDarkImageAction();
+    QAction* clearDarkImageAction();
+    QAction* chooseTintedImageAction();
+    QAction* tintedFromSourceAction();
+    QAction* chooseBackgroundColourAction();
+    AppearanceWells* appearanceWells();
 
 private:
     void windowDidLoad();
@@ -205,11 +231,31 @@ private:
     // Writes the icons of categories into path on the thread pool; a failure is shown with Retry.
     QFuture<WriteResult> writeIconFiles(const QUrl& url, const QList<ImageCategory>& categories,
                                         std::function<void(bool)> completion);
+    QFuture<WriteResult> writeIconFiles(const QUrl& url, const IconSetPlan& plan,
+                                        std::function<void(bool)> completion);
     void endWrite();
-    // Asks for one folder with a panel titled panelTitle, writes the icons there (asking before
-    // replacing) and, once they are written, hands the folder to saved.
-    void chooseFolderAndSave(const QString& panelTitle, bool intoPackages,
-                             std::function<void(const QUrl&)> saved);
+    // The plan of a save into url: a plain folder with the ticked categories, or an icon set
+    // whose own slots decide unless useTicked. False with the error for a broken Contents.json.
+    bool planSave(const QUrl& url, bool iconSet, bool useTicked, IconSetPlan& plan, Error* error);
+    // Save to Xcode once the folder is chosen: asks which slots to fill when the set's differ from
+    // the ticked ones, then writes the icons and Contents.json.
+    void saveToIconSet(const QUrl& url);
+    void saveImageFiles(const QUrl& url, const IconSetPlan& plan, std::function<void(bool)> completion);
+    void saveImageFilesUnconditionally(const QUrl& url, const IconSetPlan& plan,
+                                       std::function<void(bool)> completion);
+    // Complete with whether Contents.json was written.
+    void saveContentsJSON(const QUrl& url, const IconSetPlan& plan, std::function<void(bool)> completion);
+    void saveContentsJSONUnconditionally(const QUrl& url, const IconSetPlan& plan,
+                                         std::function<void(bool)> completion);
+    // What the status bar says after a Save to Xcode, and the note about transparent parts laid
+    // over the background colour (empty when there are none).
+    QString describeIconSetSave(const QUrl& url, const IconSetPlan& plan) const;
+    QString opaqueNote(const IconSetPlan& plan) const;
+    // Loads the image of an appearance from a file chosen in the open panel.
+    void chooseAppearanceImage(const QString& title, std::function<void(const ImagePtr&)> chosen);
+    void createAppearanceMenu();
+    // Asks for one folder with a panel titled panelTitle and hands it to chosen.
+    void chooseFolder(const QString& panelTitle, bool intoPackages, std::function<void(const QUrl&)> chosen);
     // The Save Android Icons and Save Web Icons commands, added to the File menu after Save to
     // Xcode.
     void addPlatformIconActions();
@@ -233,6 +279,18 @@ private:
     ImagePtr sourceImage_;
     QUrl sourceImageURL_;  // the file sourceImage_ was read from; empty for a paste or drop
     QUrl loadingImageURL_; // the file whose image setSourceImage() is about to check
+    ImagePtr darkImage_;
+    ImagePtr tintedImage_;
+    QColor backgroundColour_ = QColor(255, 255, 255);
+    // How the last Save to Xcode chose its slots, for Save to repeat it.
+    bool xcodeUsesTickedCategories_ = false;
+    AppearanceWells* appearanceWells_ = nullptr; // owned by the window
+    QMenu* appearanceMenu_ = nullptr;            // owned by the window
+    QAction* chooseDarkImageAction_ = nullptr;
+    QAction* clearDarkImageAction_ = nullptr;
+    QAction* chooseTintedImageAction_ = nullptr;
+    QAction* tintedFromSourceAction_ = nullptr;
+    QAction* chooseBackgroundColourAction_ = nullptr;
     // Counts setSourceImage() calls, so that only the latest one installs its image.
     quint64 imageRequest_ = 0;
 

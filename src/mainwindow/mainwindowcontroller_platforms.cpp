@@ -6,7 +6,6 @@
 // status line, or an alert with Retry.
 #include "iconset/androidiconset.h"
 #include "iconset/iconfileplan.h"
-#include "iconset/imageprocessor.h"
 #include "iconset/platformiconrenderer.h"
 #include "iconset/webiconset.h"
 #include "logging/log.h"
@@ -57,8 +56,7 @@ void MainWindowController::savePlatformIcons(Platform platform)
     // A private copy, as for every write: the window's image may be replaced meanwhile.
     const ImagePtr image = std::make_shared<Image>(*sourceImage_);
     PlatformIconOptions iconOptions;
-    if (imageProcessor_)
-        iconOptions.background = imageProcessor_->backgroundColour();
+    iconOptions.background = backgroundColour_;
     QPointer<MainWindowController> self(this);
     PanelPresenter::shared().beginOpenPanel(options, [self, android, image,
                                                       iconOptions](int response, const QList<QUrl>& urls) {

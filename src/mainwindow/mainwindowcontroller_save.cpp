@@ -4,7 +4,9 @@
 // Rendering and writing run on the thread pool; questions, alerts and the steps that follow them
 // run on the main thread. A step hands its result to a completion instead of returning it, so a
 // flow reads as a chain: question -> write -> alert with Retry -> next step.
+#include "iconset/appearanceimages.h"
 #include "iconset/contentsjsonprocessor.h"
+#include "iconset/iconsetplan.h"
 #include "iconset/imageprocessor.h"
 #include "logging/log.h"
 #include "mainwindow/mainwindowcontroller.h"
@@ -62,46 +64,39 @@ void MainWindowController::saveDocumentAs()
     if (!hasImage() || isWriting() || !checkImageSizesChosen(selectedImageCategories()))
         return;
     QPointer<MainWindowController> self(this);
-    chooseFolderAndSave(Texts::text("SaveDocument.Panel.Title"), false, [self](const QUrl& url) {
-        Workspace::shared().openURL(url);
-        self->directoryURL_ = url;
-        self->validateMenuItems();
+    chooseFolder(Texts::text("SaveDocument.Panel.Title"), false, [self](const QUrl& url) {
+        self->saveImageFilesToURL(url, [self, url](bool ok) {
+            if (!self || !ok)
+                return;
+            Workspace::shared().openURL(url);
+            self->directoryURL_ = url;
+            self->validateMenuItems();
+        });
     });
 }
 
-void MainWindowController::chooseFolderAndSave(const QString& panelTitle, bool intoPackages,
-                                               std::function<void(const QUrl&)> saved)
+void MainWindowController::chooseFolder(const QString& panelTitle, bool intoPackages,
+                                        std::function<void(const QUrl&)> chosen)
 {
     OpenPanelOptions options = folderPanelOptions(panelTitle, window());
     options.treatsFilePackagesAsDirectories = intoPackages;
     QPointer<MainWindowController> self(this);
-    PanelPresenter::shared().beginOpenPanel(options, [self, saved](int response, const QList<QUrl>& urls) {
-        if (!self || response != OpenPanelOptions::OKResponse || urls.size() != 1)
-            return;
-        const QUrl url = urls.first();
-        self->saveImageFilesToURL(url, [self, url, saved](bool ok) {
-            if (self && ok)
-                saved(url);
-        });
+    PanelPresenter::shared().beginOpenPanel(options, [self, chosen](int response, const QList<QUrl>& urls) {
+        if (self && response == OpenPanelOptions::OKResponse && urls.size() == 1)
+            chosen(urls.first());
     });
 }
 
 void MainWindowController::saveDocumentToXcode()
 {
-    if (!hasImage() || isWriting() || !checkImageSizesChosen(selectedImageCategories()))
+    // No check of the ticked categories here: an icon set that has slots decides by itself.
+    if (!hasImage() || isWriting())
         return;
     QPointer<MainWindowController> self(this);
     auto choose = [self] {
-        if (!self)
-            return;
-        self->chooseFolderAndSave(Texts::text("SaveDocumentXcode.Panel.Title"), true,
-                                  [self](const QUrl& url) {
-                                      // Remembered even if the catalogue question is cancelled: the icons are
-                                      // there.
-                                      self->xcodeIconSetURL_ = url;
-                                      self->validateMenuItems();
-                                      self->saveContentsJSONToURL(url);
-                                  });
+        if (self)
+            self->chooseFolder(Texts::text("SaveDocumentXcode.Panel.Title"), true,
+                               [self](const QUrl& url) { self->saveToIconSet(url); });
     };
     if (defaults_.saveToXcodeAlertSuppression()) {
         choose();
@@ -124,6 +119,105 @@ void MainWindowController::saveDocumentToXcode()
     });
 }
 
+bool MainWindowController::planSave(const QUrl& url, bool iconSet, bool useTicked, IconSetPlan& plan,
+                                    Error* error)
+{
+    if (!imageProcessor_)
+        return false;
+    const QList<ImageCategory> ticked = selectedImageCategories();
+    return IconSetPlan::make(*imageProcessor_, url.toLocalFile(), iconSet,
+                             useTicked ? ticked : QList<ImageCategory>{}, ticked, plan, error);
+}
+
+void MainWindowController::saveToIconSet(const QUrl& url)
+{
+    QPointer<MainWindowController> self(this);
+    IconSetPlan setPlan;
+    Error error;
+    if (!planSave(url, true, false, setPlan, &error)) {
+        if (!imageProcessor_)
+            return;
+        LOG_ERROR("Error reading the icon set's Contents.json: %s",
+                  qUtf8Printable(error.localizedDescription));
+        beginAlert(retryAlert(Texts::text("SaveContentsJSON.Error"), error),
+                   [self, url](int response, const Alert&) {
+                       if (self && response == Alert::FirstButtonReturn)
+                           self->saveToIconSet(url);
+                   });
+        return;
+    }
+    auto save = [self, url](const IconSetPlan& plan, bool useTicked) {
+        if (!self)
+            return;
+        if (plan.sizes().isEmpty()) {
+            self->checkImageSizesChosen({});
+            return;
+        }
+        self->saveImageCategoryCheckboxState();
+        self->saveImageFiles(url, plan, [self, url, plan, useTicked](bool ok) {
+            if (!self || !ok)
+                return;
+            // Remembered even if the catalogue question is cancelled: the icons are there.
+            self->xcodeIconSetURL_ = url;
+            self->xcodeUsesTickedCategories_ = useTicked;
+            self->validateMenuItems();
+            self->saveContentsJSON(url, plan, [self, url, plan](bool written) {
+                if (self && written)
+                    self->showStatusMessage(self->describeIconSetSave(url, plan));
+            });
+        });
+    };
+    const QList<ImageCategory> ticked = selectedImageCategories();
+    if (setPlan.slotsFrom() != IconSetPlan::SlotsFrom::IconSet) {
+        save(setPlan, true);
+        return;
+    }
+    IconSetPlan tickedPlan;
+    if (ticked.isEmpty() || !planSave(url, true, true, tickedPlan, nullptr) ||
+        setPlan.fillsSameSlots(tickedPlan)) {
+        save(setPlan, false);
+        return;
+    }
+    // The set and the ticks disagree. Its own slots are what the project uses, so filling them
+    // is the default; the ticks win only when the user says so.
+    Alert question;
+    question.style = Alert::Style::Warning;
+    question.messageText = Texts::text("SaveToXcode.SetHasSlots.MessageText").arg(setPlan.sizes().size());
+    question.informativeText =
+        Texts::text("SaveToXcode.SetHasSlots.InformativeText").arg(tickedPlan.sizes().size());
+    question.buttonTitles = {Texts::text("Button.FillItsSlots"), Texts::text("Button.UseTickedCategories"),
+                             Texts::text("Button.Cancel")};
+    beginAlert(question, [save, setPlan, tickedPlan](int response, const Alert&) {
+        if (response == Alert::FirstButtonReturn)
+            save(setPlan, false);
+        else if (response == Alert::SecondButtonReturn)
+            save(tickedPlan, true);
+    });
+}
+
+QString MainWindowController::describeIconSetSave(const QUrl& url, const IconSetPlan& plan) const
+{
+    const QString folder = QDir::toNativeSeparators(url.toLocalFile());
+    QString text =
+        plan.slotsFrom() == IconSetPlan::SlotsFrom::IconSet
+            ? Texts::text("MainWindow.Status.FilledSetSlots")
+                  .arg(plan.sizes().size())
+                  .arg(folder)
+                  .arg(plan.files().size())
+                  .arg(plan.refreshedFiles().size())
+            : Texts::text("MainWindow.Status.SavedWithContentsJSON").arg(plan.files().size()).arg(folder);
+    return text + opaqueNote(plan);
+}
+
+QString MainWindowController::opaqueNote(const IconSetPlan& plan) const
+{
+    const QStringList opaque = plan.opaqueSlots();
+    if (opaque.isEmpty() || !sourceImage_ || !AppearanceImages::hasTransparency(*sourceImage_))
+        return QString();
+    return QLatin1Char(' ') + Texts::text("MainWindow.Status.OpaqueOverBackground")
+                                  .arg(backgroundColour_.name(), opaque.join(QStringLiteral(", ")));
+}
+
 void MainWindowController::saveDocument()
 {
     if (!hasImage() || isWriting())
@@ -131,9 +225,14 @@ void MainWindowController::saveDocument()
     QPointer<MainWindowController> self(this);
     if (!xcodeIconSetURL_.isEmpty()) {
         const QUrl url = xcodeIconSetURL_;
-        saveImageFilesUnconditionallyToURL(url, [self, url](bool saved) {
+        IconSetPlan plan;
+        // A Contents.json that broke since is reported by its writer, with Retry, after the icons
+        // of the ticked sets are written as they would be into any folder.
+        if (!planSave(url, true, xcodeUsesTickedCategories_, plan, nullptr))
+            planSave(url, false, true, plan, nullptr);
+        saveImageFilesUnconditionally(url, plan, [self, url, plan](bool saved) {
             if (self && saved)
-                self->saveContentsJSONUnconditionallyToURL(url);
+                self->saveContentsJSONUnconditionally(url, plan, {});
         });
     } else if (!directoryURL_.isEmpty()) {
         saveImageFilesUnconditionallyToURL(directoryURL_);
@@ -145,20 +244,26 @@ void MainWindowController::saveDocument()
 void MainWindowController::saveImageFilesToURL(const QUrl& url, std::function<void(bool)> completion)
 {
     saveImageCategoryCheckboxState();
-    const QList<ImageCategory> categories = selectedImageCategories();
-    const QString path = url.toLocalFile();
-    const std::optional<QStringList> existing =
-        imageProcessor_ ? imageProcessor_->fileNamesThatExistForCategories(categories, path) : std::nullopt;
-    if (!existing) {
-        saveImageFilesUnconditionallyToURL(url, std::move(completion));
+    IconSetPlan plan;
+    planSave(url, false, true, plan, nullptr);
+    saveImageFiles(url, plan, std::move(completion));
+}
+
+void MainWindowController::saveImageFiles(const QUrl& url, const IconSetPlan& plan,
+                                          std::function<void(bool)> completion)
+{
+    // Files the icon set references are its own icons: refreshing them is what the user asked.
+    if (plan.existingFiles().isEmpty()) {
+        saveImageFilesUnconditionally(url, plan, std::move(completion));
         return;
     }
     QPointer<MainWindowController> self(this);
     beginAlert(replaceQuestion(Texts::text("SaveImageFiles.FilesExist.MessageText"),
-                               Texts::text("SaveImageFiles.FilesExist.InformativeText"), path, *existing),
-               [self, url, completion](int response, const Alert&) {
+                               Texts::text("SaveImageFiles.FilesExist.InformativeText"), url.toLocalFile(),
+                               plan.existingFiles()),
+               [self, url, plan, completion](int response, const Alert&) {
                    if (self && response == Alert::FirstButtonReturn)
-                       self->saveImageFilesUnconditionallyToURL(url, completion);
+                       self->saveImageFilesUnconditionally(url, plan, completion);
                    else if (completion)
                        completion(false);
                });
@@ -167,16 +272,23 @@ void MainWindowController::saveImageFilesToURL(const QUrl& url, std::function<vo
 void MainWindowController::saveImageFilesUnconditionallyToURL(const QUrl& url,
                                                               std::function<void(bool)> completion)
 {
+    IconSetPlan plan;
+    planSave(url, false, true, plan, nullptr);
+    saveImageFilesUnconditionally(url, plan, std::move(completion));
+}
+
+void MainWindowController::saveImageFilesUnconditionally(const QUrl& url, const IconSetPlan& plan,
+                                                         std::function<void(bool)> completion)
+{
     // A save that asks nothing would otherwise pass without a sign: the status bar says where the
     // icons went.
-    const QList<ImageCategory> categories = selectedImageCategories();
-    const qsizetype files = iconFileURLs(QString(), categories).size();
     QPointer<MainWindowController> self(this);
-    writeIconFiles(url, categories, [self, url, files, completion = std::move(completion)](bool saved) {
+    writeIconFiles(url, plan, [self, url, plan, completion = std::move(completion)](bool saved) {
         if (self && saved)
             self->showStatusMessage(Texts::text("MainWindow.Status.Saved")
-                                        .arg(files)
-                                        .arg(QDir::toNativeSeparators(url.toLocalFile())));
+                                        .arg(plan.files().size())
+                                        .arg(QDir::toNativeSeparators(url.toLocalFile())) +
+                                    self->opaqueNote(plan));
         if (completion)
             completion(saved);
     });
@@ -186,27 +298,46 @@ QFuture<MainWindowController::WriteResult>
 MainWindowController::writeIconFiles(const QUrl& url, const QList<ImageCategory>& categories,
                                      std::function<void(bool)> completion)
 {
+    IconSetPlan plan;
+    if (imageProcessor_)
+        IconSetPlan::make(*imageProcessor_, url.toLocalFile(), false, categories, {}, plan);
+    return writeIconFiles(url, plan, std::move(completion));
+}
+
+QFuture<MainWindowController::WriteResult>
+MainWindowController::writeIconFiles(const QUrl& url, const IconSetPlan& plan,
+                                     std::function<void(bool)> completion)
+{
     ImageProcessor* processor = imageProcessor_;
     if (!processor) {
         if (completion)
             completion(false);
         return QtFuture::makeReadyFuture(WriteResult{});
     }
-    // The workers get their own copy: rendering sets the nominal size of the image it draws from,
-    // and the window's image may be replaced while they run.
-    const ImagePtr image = sourceImage_ ? std::make_shared<Image>(*sourceImage_) : nullptr;
-    const QString path = url.toLocalFile();
+    // The workers get their own copies: rendering sets the nominal size of the image it draws
+    // from, and the window's images may be replaced while they run.
+    const auto copy = [](const ImagePtr& image) { return image ? std::make_shared<Image>(*image) : nullptr; };
+    const IconSetPlan::Sources sources{copy(sourceImage_), copy(darkImage_), copy(tintedImage_)};
     // The catalogue is loaded lazily and without a lock: load it here, before the workers read it.
     processor->allImageSizes();
+    processor->setBackgroundColour(backgroundColour_);
 
     QPointer<MainWindowController> self(this);
     return beginWrite(
-        [processor, image, categories, path](const Progress& progress) {
+        [processor, sources, plan](const Progress& progress) {
             Error error;
-            const bool ok = processor->resizeAndSaveImage(image, categories, path, &error, progress);
+            IconSetPlan::Sources complete = sources;
+            if (!plan.completeSources(complete)) {
+                Error::set(&error, QStringLiteral("MainWindowController"), 1,
+                           Texts::text("SaveImageFiles.NoTintedImage"));
+                return WriteResult{false, error};
+            }
+            const bool ok =
+                plan.write(*processor, complete, &error,
+                           [&progress](int done, int total, const QString&) { progress(done, total); });
             return WriteResult{ok, filled(error)};
         },
-        [self, url, categories, completion](const WriteResult& result) {
+        [self, url, plan, completion](const WriteResult& result) {
             if (!self)
                 return;
             if (!result.error) {
@@ -218,9 +349,9 @@ MainWindowController::writeIconFiles(const QUrl& url, const QList<ImageCategory>
                       qUtf8Printable(result.error->localizedDescription));
             const bool ok = result.ok;
             beginAlert(retryAlert(Texts::text("SaveImageFiles.Error"), *result.error),
-                       [self, url, categories, completion, ok](int response, const Alert&) {
+                       [self, url, plan, completion, ok](int response, const Alert&) {
                            if (self && response == Alert::FirstButtonReturn)
-                               self->writeIconFiles(url, categories, completion);
+                               self->writeIconFiles(url, plan, completion);
                            else if (completion)
                                completion(ok);
                        });
@@ -229,68 +360,90 @@ MainWindowController::writeIconFiles(const QUrl& url, const QList<ImageCategory>
 
 void MainWindowController::saveContentsJSONToURL(const QUrl& url, std::function<void()> completion)
 {
-    const QList<ImageCategory> categories = selectedImageCategories();
-    const QString path = url.toLocalFile();
-    std::optional<QList<ImageSize>> existing;
-    if (contentsJSONProcessor_)
-        existing = contentsJSONProcessor_->imageJSONThatExistForCategories(categories, path);
-    if (!existing) {
+    IconSetPlan plan;
+    const bool planned = planSave(url, true, true, plan, nullptr);
+    auto done = [completion](bool) {
+        if (completion)
+            completion();
+    };
+    // A broken file is reported by the writer, with Retry.
+    if (!planned)
         saveContentsJSONUnconditionallyToURL(url, std::move(completion));
+    else
+        saveContentsJSON(url, plan, done);
+}
+
+void MainWindowController::saveContentsJSON(const QUrl& url, const IconSetPlan& plan,
+                                            std::function<void(bool)> completion)
+{
+    if (plan.takenSlots().isEmpty()) {
+        saveContentsJSONUnconditionally(url, plan, std::move(completion));
         return;
     }
     QStringList descriptions;
-    for (const ImageSize& size : std::as_const(*existing))
+    for (const ImageSize& size : plan.takenSlots())
         descriptions.append(size.description());
     QPointer<MainWindowController> self(this);
     beginAlert(replaceQuestion(Texts::text("SaveContentsJSON.ImagesExist.MessageText"),
-                               Texts::text("SaveContentsJSON.ImagesExist.InformativeText"), path,
+                               Texts::text("SaveContentsJSON.ImagesExist.InformativeText"), url.toLocalFile(),
                                descriptions),
-               [self, url, completion](int response, const Alert&) {
+               [self, url, plan, completion](int response, const Alert&) {
                    if (self && response == Alert::FirstButtonReturn)
-                       self->saveContentsJSONUnconditionallyToURL(url, completion);
+                       self->saveContentsJSONUnconditionally(url, plan, completion);
                    else if (completion)
-                       completion();
+                       completion(false);
                });
 }
 
 void MainWindowController::saveContentsJSONUnconditionallyToURL(const QUrl& url,
                                                                 std::function<void()> completion)
 {
+    IconSetPlan plan;
+    // A file that cannot be read is reported by the writer, which reads it again.
+    if (!planSave(url, true, true, plan, nullptr))
+        planSave(url, false, true, plan, nullptr);
+    saveContentsJSONUnconditionally(url, plan, [completion](bool) {
+        if (completion)
+            completion();
+    });
+}
+
+void MainWindowController::saveContentsJSONUnconditionally(const QUrl& url, const IconSetPlan& plan,
+                                                           std::function<void(bool)> completion)
+{
     ContentsJSONProcessor* processor = contentsJSONProcessor_;
     if (!processor) {
         if (completion)
-            completion();
+            completion(false);
         return;
     }
-    const QList<ImageCategory> categories = selectedImageCategories();
+    const QList<ImageSize> sizes = plan.sizes();
     const QString path = url.toLocalFile();
-    if (ImageProcessor* images = processor->imageProcessor())
-        images->allImageSizes();
 
     QPointer<MainWindowController> self(this);
     beginWrite(
-        [processor, categories, path](const Progress&) {
+        [processor, sizes, path](const Progress&) {
             Error error;
             // Only the error counts: writing nothing for categories without sizes is no failure.
-            const bool ok = processor->saveJSONforCategories(categories, path, &error);
+            const bool ok = processor->saveJSONforCategories(sizes, path, &error);
             return WriteResult{ok, filled(error)};
         },
-        [self, url, completion](const WriteResult& result) {
+        [self, url, plan, completion](const WriteResult& result) {
             if (!self)
                 return;
             if (!result.error) {
                 if (completion)
-                    completion();
+                    completion(result.ok);
                 return;
             }
             LOG_ERROR("Error during saveJSONforCategories: %s",
                       qUtf8Printable(result.error->localizedDescription));
             beginAlert(retryAlert(Texts::text("SaveContentsJSON.Error"), *result.error),
-                       [self, url, completion](int response, const Alert&) {
+                       [self, url, plan, completion](int response, const Alert&) {
                            if (self && response == Alert::FirstButtonReturn)
-                               self->saveContentsJSONUnconditionallyToURL(url, completion);
+                               self->saveContentsJSONUnconditionally(url, plan, completion);
                            else if (completion)
-                               completion();
+                               completion(false);
                        });
         });
 }

@@ -71,8 +71,10 @@ void Defaults::setSaveToXcodeAlertSuppression(bool suppressed)
     settings_->setValue(SaveToXcodeAlertSuppressionKey, suppressed);
 }
 
-QMap<QString, QDateTime> Defaults::announcementsSeen() const
+std::optional<QMap<QString, QDateTime>> Defaults::announcementsSeen() const
 {
+    if (!settings_->contains(AnnouncementsSeenKey))
+        return std::nullopt;
     QMap<QString, QDateTime> seen;
     const QVariantMap stored = settings_->value(AnnouncementsSeenKey).toMap();
     for (auto it = stored.cbegin(); it != stored.cend(); ++it) {
@@ -89,6 +91,11 @@ void Defaults::setAnnouncementsSeen(const QMap<QString, QDateTime>& seen)
     for (auto it = seen.cbegin(); it != seen.cend(); ++it)
         stored.insert(it.key(), it.value());
     settings_->setValue(AnnouncementsSeenKey, stored);
+}
+
+void Defaults::removeAnnouncementsSeen()
+{
+    settings_->remove(AnnouncementsSeenKey);
 }
 
 QList<QUrl> Defaults::recentDocuments() const
@@ -155,6 +162,17 @@ QString Defaults::installIdentifier()
         settings_->sync();
     }
     return identifier;
+}
+
+QString Defaults::iconBackgroundColour() const
+{
+    return settings_->value(IconBackgroundColourKey).toString();
+}
+
+void Defaults::setIconBackgroundColour(const QString& colour)
+{
+    settings_->setValue(IconBackgroundColourKey, colour);
+    settings_->sync();
 }
 
 bool Defaults::synchronize()

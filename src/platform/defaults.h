@@ -31,6 +31,7 @@ public:
     static constexpr char LastUpdateCheckKey[] = "LastUpdateCheck";
     static constexpr char SendsLaunchReportKey[] = "SendsLaunchReport";
     static constexpr char InstallIdentifierKey[] = "InstallIdentifier";
+    static constexpr char IconBackgroundColourKey[] = "IconBackgroundColour";
 
     // How many recent documents the Open Recent menu remembers.
     static constexpr int MaximumRecentDocuments = 10;
@@ -55,9 +56,11 @@ public:
     bool saveToXcodeAlertSuppression() const;
     void setSaveToXcodeAlertSuppression(bool suppressed);
 
-    // Announcement id -> date the user saw it. Empty when absent.
-    QMap<QString, QDateTime> announcementsSeen() const;
+    // Announcement id -> date the user last saw it; absent when never stored (an empty stored
+    // map is present). Entries whose date does not read back are left out.
+    std::optional<QMap<QString, QDateTime>> announcementsSeen() const;
     void setAnnouncementsSeen(const QMap<QString, QDateTime>& seen);
+    void removeAnnouncementsSeen();
 
     // Most recent first, no duplicates, at most MaximumRecentDocuments.
     QList<QUrl> recentDocuments() const;
@@ -74,6 +77,11 @@ public:
     // A random identifier of this installation for the launch report, made and stored on first
     // read. It says nothing about the user or the machine.
     QString installIdentifier();
+
+    // What shows through the transparent parts of the icons that must be opaque, as "#rrggbb";
+    // empty when never chosen. Written through at once.
+    QString iconBackgroundColour() const;
+    void setIconBackgroundColour(const QString& colour);
 
     // Writes pending changes to the backing store; false when that failed.
     bool synchronize();

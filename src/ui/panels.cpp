@@ -1,6 +1,8 @@
 #include "ui/panels.h"
+
 #include "platform/seam.h"
 
+#include <QColorDialog>
 #include <QFileDialog>
 
 namespace iconfoundry {
@@ -66,6 +68,31 @@ void FileDialogPanelPresenter::beginOpenPanel(const OpenPanelOptions& options, C
         const QList<QUrl> urls = accepted ? dialog->selectedUrls() : QList<QUrl>{};
         if (completion)
             completion(accepted ? OpenPanelOptions::OKResponse : OpenPanelOptions::CancelResponse, urls);
+    });
+    dialog->open();
+}
+
+ColourPanelPresenter& ColourPanelPresenter::shared()
+{
+    static ColourDialogPanelPresenter colourDialogs;
+    return Seam<ColourPanelPresenter>::shared(colourDialogs);
+}
+
+std::unique_ptr<ColourPanelPresenter>
+ColourPanelPresenter::install(std::unique_ptr<ColourPanelPresenter> presenter)
+{
+    return Seam<ColourPanelPresenter>::install(std::move(presenter));
+}
+
+void ColourDialogPanelPresenter::beginColourPanel(const ColourPanelOptions& options, Completion completion)
+{
+    auto* dialog = new QColorDialog(options.initialColour, options.parent);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    if (!options.title.isEmpty())
+        dialog->setWindowTitle(options.title);
+    QObject::connect(dialog, &QColorDialog::finished, dialog, [dialog, completion](int result) {
+        if (completion)
+            completion(result == QDialog::Accepted, dialog->selectedColor());
     });
     dialog->open();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -61,6 +62,35 @@ class FileDialogPanelPresenter : public PanelPresenter
 {
 public:
     void beginOpenPanel(const OpenPanelOptions& options, Completion completion) override;
+};
+
+// The colour-panel seam, begun like the open panel: the completion gets whether the user chose
+// a colour and which.
+struct ColourPanelOptions
+{
+    QColor initialColour = Qt::white;
+    QString title;
+    QWidget* parent = nullptr;
+};
+
+class ColourPanelPresenter
+{
+public:
+    using Completion = std::function<void(bool chosen, const QColor& colour)>;
+
+    virtual ~ColourPanelPresenter() = default;
+    virtual void beginColourPanel(const ColourPanelOptions& options, Completion completion) = 0;
+
+    static ColourPanelPresenter& shared();
+    // Installs a presenter and returns the previous one; nullptr goes back to colour dialogs.
+    static std::unique_ptr<ColourPanelPresenter> install(std::unique_ptr<ColourPanelPresenter> presenter);
+};
+
+// The presenter of the running application: a QColorDialog opened window-modal with open().
+class ColourDialogPanelPresenter : public ColourPanelPresenter
+{
+public:
+    void beginColourPanel(const ColourPanelOptions& options, Completion completion) override;
 };
 
 } // namespace iconfoundry

@@ -12,6 +12,7 @@
 #include "mainwindow/mainwindowcontroller.h"
 #include "platform/defaults.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QFileOpenEvent>
 #include <QMainWindow>
@@ -19,6 +20,7 @@
 #include <QMenuBar>
 #include <QTemporaryDir>
 #include <QTest>
+#include <unistd.h>
 
 using namespace iconfoundry;
 using namespace iconfoundry::test;
@@ -66,6 +68,8 @@ private slots:
     void startsUpInOrder();
     void opensFiles_data();
     void opensFiles();
+    void announcementsThatCannotBeShown_data();
+    void announcementsThatCannotBeShown();
 
 private:
     // A delegate after launch, made by the first test that needs one.
@@ -237,6 +241,37 @@ void TestAppDelegate::opensFiles()
     // A file handed over is loaded and watched, not recorded as the opened document.
     QVERIFY(controller->currentImageFileURL().isEmpty());
     QVERIFY(alerts->alerts.isEmpty());
+}
+
+void TestAppDelegate::announcementsThatCannotBeShown_data()
+{
+    QTest::addColumn<bool>("asRoot");
+    QTest::addColumn<QString>("because");
+    // As root the engine would end the process: the module is not even loaded.
+    QTest::newRow("root, sandbox not turned off") << true << QStringLiteral("does not run for the root user");
+    QTest::newRow("module missing") << false << QStringLiteral("no-such-module.so");
+}
+
+void TestAppDelegate::announcementsThatCannotBeShown()
+{
+    QFETCH(bool, asRoot);
+    QFETCH(QString, because);
+    if (asRoot && geteuid() != 0)
+        QSKIP("needs to run as root");
+    ScopedAlertPresenter alerts;
+    ScopedEnvironmentVariable module("ICONFOUNDRY_ANNOUNCEMENTS_MODULE",
+                                     QFile::encodeName(dir_.filePath(QStringLiteral("no-such-module.so"))));
+    ScopedEnvironmentVariable sandbox("QTWEBENGINE_DISABLE_SANDBOX",
+                                      asRoot ? std::nullopt : std::optional(QByteArray("1")));
+    QMenuBar* menuBar = launchedDelegate()->mainWindowController()->window()->menuBar();
+    auto* action = menuBar->findChild<QAction*>(QStringLiteral("showAnnouncementsWindow"));
+    QVERIFY(action);
+    action->trigger();
+    QCOMPARE(alerts->alerts.size(), 1);
+    QCOMPARE(alerts->alerts.first().messageText, QStringLiteral("Announcements cannot be shown."));
+    QVERIFY2(alerts->alerts.first().informativeText.contains(because),
+             qPrintable(alerts->alerts.first().informativeText));
+    QVERIFY(!delegate_->announcementWindows());
 }
 
 QTEST_MAIN(TestAppDelegate)

@@ -435,6 +435,43 @@ private slots:
         QVERIFY(difference(decodedRgb, expected, QImage::Format_ARGB32).first <= tolerance);
     }
 
+    // Laid over an opaque colour as the rows are written: source over, rounded, alpha gone.
+    void pngOverBackground_data()
+    {
+        QTest::addColumn<QRgb>("premultiplied");
+        QTest::addColumn<QRgb>("background");
+        QTest::addColumn<QRgb>("expected");
+        QTest::newRow("opaque red over white")
+            << qRgba(255, 0, 0, 255) << qRgb(255, 255, 255) << qRgb(255, 0, 0);
+        QTest::newRow("transparent over #336699")
+            << qRgba(0, 0, 0, 0) << qRgb(0x33, 0x66, 0x99) << qRgb(0x33, 0x66, 0x99);
+        // Straight (255, 0, 0) at alpha 128: 255 x 128 + 255 x 127 = 65025 -> 255; 255 x 127 = 32385 -> 127.
+        QTest::newRow("half red over white")
+            << qRgba(128, 0, 0, 128) << qRgb(255, 255, 255) << qRgb(255, 127, 127);
+        // Straight (0, 0, 255) at alpha 64 over black: 255 x 64 = 16320 -> 64; over #336699 the
+        // background keeps 191/255 of 51, 102 and 153.
+        QTest::newRow("quarter blue over black") << qRgba(0, 0, 64, 64) << qRgb(0, 0, 0) << qRgb(0, 0, 64);
+        QTest::newRow("quarter blue over #336699")
+            << qRgba(0, 0, 64, 64) << qRgb(0x33, 0x66, 0x99) << qRgb(38, 76, 179);
+    }
+
+    void pngOverBackground()
+    {
+        QFETCH(QRgb, premultiplied);
+        QFETCH(QRgb, background);
+        QFETCH(QRgb, expected);
+        // Wide enough for the two-strip path too (over 1 MiB of scanlines).
+        for (const int width : {3, 700}) {
+            QImage image(width, width == 3 ? 2 : 600, QImage::Format_ARGB32_Premultiplied);
+            image.fill(premultiplied);
+            const QByteArray png = PngWriter::encodeOver(image, QColor(background));
+            QCOMPARE(pngHeader(png), u"%1x%2 8 2 0"_s.arg(image.width()).arg(image.height()));
+            const QImage decoded = QImage::fromData(png, "PNG");
+            QCOMPARE(decoded.pixel(0, 0), expected);
+            QCOMPARE(decoded.pixel(width - 1, image.height() - 1), expected);
+        }
+    }
+
 private:
     ImageProcessor processor_;
 };

@@ -30,6 +30,7 @@ fi
 
 for file in \
     bin/iconfoundry \
+    lib/iconfoundry/libiconfoundry-announcements.so \
     share/iconfoundry/resources/ImageSizes.plist \
     share/iconfoundry/resources/ImageCategories.plist \
     share/iconfoundry/resources/translations/iconfoundry_mainwindow_en.qm \
@@ -97,6 +98,29 @@ grep -q "neither square nor 4:3" <<<"$warnings" || fail "no warning about the sh
 grep -q "only 20 x 10 pixels" <<<"$warnings" || fail "no warning about the size: $warnings"
 [ "$(pixel_size "$small/AppIcon-1024.png" 2>/dev/null)" = "1024x1024" ] ||
     fail "the App Store icon of a small image is not 1024x1024"
+
+# The web engine is the announcement module's alone: the program itself must not load it at start.
+if readelf -d "$exe" | grep -q 'NEEDED.*WebEngine'; then
+    fail "bin/iconfoundry links Qt WebEngine"
+fi
+# The installed program finds the installed module when the launch announcement comes (the shipped
+# feed's welcome), and every symbol the module needs resolves against it.
+state=$prefix/state
+(cd "$prefix" && env -u ICONFOUNDRY_RESOURCE_DIR -u ICONFOUNDRY_ANNOUNCEMENTS_URL -u ICONFOUNDRY_ANNOUNCEMENTS_MODULE \
+    QT_QPA_PLATFORM=offscreen QTWEBENGINE_DISABLE_SANDBOX=1 ICONFOUNDRY_LOG_JOURNAL=0 \
+    HOME="$prefix/home" XDG_CONFIG_HOME="$prefix/config" XDG_STATE_HOME="$state" \
+    "$exe" >"$prefix/window.log" 2>&1) &
+window=$!
+loaded=""
+for _ in $(seq 1 200); do
+    loaded=$(grep -rhoE "(Loaded|Cannot load) the announcement windows.*" "$state" 2>/dev/null | head -n 1)
+    [ -n "$loaded" ] && break
+    sleep 0.1
+done
+kill "$window" 2>/dev/null
+wait "$window" 2>/dev/null
+[ "$loaded" = "Loaded the announcement windows from $prefix/lib/iconfoundry/libiconfoundry-announcements.so" ] ||
+    fail "the installed program does not load its announcement module: '${loaded:-no log line}'"
 
 if ! report=$(desktop-file-validate "$prefix/share/applications/co.velmora.IconFoundry.desktop" 2>&1) ||
     [ -n "$report" ]; then

@@ -69,6 +69,21 @@ public:
     }
 };
 
+// A colour panel that completes at once with a scripted answer, recording the options.
+class ScriptedColourPanelPresenter : public ColourPanelPresenter
+{
+public:
+    bool chosen = false;
+    QColor colour;
+    QList<ColourPanelOptions> begun;
+
+    void beginColourPanel(const ColourPanelOptions& options, Completion completion) override
+    {
+        begun.append(options);
+        completion(chosen, colour);
+    }
+};
+
 // Installs a scripted presenter into its seam for the life of the object.
 template <typename Scripted, typename Seam> class ScopedPresenter
 {
@@ -83,6 +98,7 @@ private:
 
 using ScopedAlertPresenter = ScopedPresenter<ScriptedAlertPresenter, AlertPresenter>;
 using ScopedPanelPresenter = ScopedPresenter<ScriptedPanelPresenter, PanelPresenter>;
+using ScopedColourPanelPresenter = ScopedPresenter<ScriptedColourPanelPresenter, ColourPanelPresenter>;
 
 // Writes a one-colour PNG at 72 dpi, so its point size equals its pixel size. Returns path, or
 // an empty string when it could not be written.

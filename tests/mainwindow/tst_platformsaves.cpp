@@ -73,7 +73,6 @@ void TestPlatformSaves::init()
     defaults_ = std::make_unique<Defaults>(path(QStringLiteral("settings.ini")));
     processor_.setAllImageCategories(iconCatalogueCategories());
     processor_.setAllImageSizes(iconCatalogueSizes());
-    processor_.setBackgroundColour(QColor(255, 255, 255));
     controller_ = std::make_unique<MainWindowController>(defaults_.get());
     controller_->setImageProcessor(&processor_);
     controller_->setContentsJSONProcessor(&json_);
@@ -150,7 +149,7 @@ void TestPlatformSaves::webManifestMergedWithTheWindowsBackground()
 {
     QVERIFY(controller_->openDocumentWithContentsOfURL(
         QUrl::fromLocalFile(writeImage(path("green.png"), 1024, 1024, Qt::green))));
-    processor_.setBackgroundColour(QColor(200, 0, 100));
+    controller_->setBackgroundColour(QColor(200, 0, 100));
     const QString out = path("site");
     QVERIFY(QDir().mkpath(out));
     QFile manifest(QDir(out).filePath("manifest.json"));

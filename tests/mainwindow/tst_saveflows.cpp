@@ -15,10 +15,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
-#include <QPushButton>
-#include <QTemporaryDir>
 #include <QMainWindow>
+#include <QPushButton>
 #include <QStatusBar>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace iconfoundry;
@@ -45,6 +45,11 @@ const QString kImagesExist = QStringLiteral("Contents.json already lists other i
 const QString kSaveError = QStringLiteral("The icons could not be saved.");
 const QString kJSONError = QStringLiteral("Contents.json could not be saved.");
 const int kReplace = Alert::FirstButtonReturn, kRetry = Alert::FirstButtonReturn;
+const int kFillItsSlots = Alert::FirstButtonReturn, kUseTicked = Alert::SecondButtonReturn;
+QString kSetHasSlots(int count)
+{
+    return QStringLiteral("This icon set already has %1 slots.").arg(count);
+}
 const int kCancel = Alert::SecondButtonReturn;
 
 // The "filename" of every entry of the folder's Contents.json, in file order.
@@ -215,8 +220,9 @@ void TestSaveFlows::saveAs()
     QCOMPARE(workspace->opened, saved ? QList<QUrl>{QUrl::fromLocalFile(out)} : QList<QUrl>{});
     // Both ticked sets hold 3 files; one of them alone, 1.
     const QString status = controller_->window()->statusBar()->currentMessage();
-    QCOMPARE(status, saved ? QStringLiteral("Saved %1 icon files to %2.").arg(ticked.size() == 2 ? 3 : 1).arg(out)
-                           : QString());
+    QCOMPARE(status,
+             saved ? QStringLiteral("Saved %1 icon files to %2.").arg(ticked.size() == 2 ? 3 : 1).arg(out)
+                   : QString());
     QVERIFY(controller_->xcodeIconSetURL().isEmpty());
     QVERIFY(!QFile::exists(QDir(out).filePath("Contents.json")));
     if (saved) {
@@ -255,21 +261,38 @@ void TestSaveFlows::saveToXcode_data()
         {"idiom":"mac","size":"16x16","scale":"1x","filename":"mac16.png"}],"info":{"version":1,"author":"xcode"}})";
     const QByteArray same =
         R"({"images":[{"idiom":"iphone","size":"60x60","scale":"3x","filename":"Icon-60@3x.png"}]})";
+    // A name that is no file of the set's folder is not kept: the slot is taken over.
+    const QByteArray elsewhere =
+        R"({"images":[{"idiom":"iphone","size":"60x60","scale":"3x","filename":"sub/old.png"}]})";
     const QStringList ours{"Icon-20@2x.png", "Icon-60@3x.png", "Icon-76@2x.png"};
 
     QTest::newRow("new icon set") << QByteArray() << QStringList{} << QList<int>{}
                                   << QStringList{kInstructions} << QString() << true << ours;
-    QTest::newRow("entries of the same files are not asked about")
-        << same << QStringList{} << QList<int>{} << QStringList{kInstructions} << QString() << true
-        << QStringList{"Icon-60@3x.png", "Icon-20@2x.png", "Icon-76@2x.png"};
-    QTest::newRow("other images in Contents.json, replaced")
-        << other << QStringList{} << QList<int>{kReplace} << QStringList{kInstructions, kImagesExist}
-        << QString("•iPhone 60pt (@3x)\n") << true
-        << QStringList{"Icon-60@3x.png", "mac16.png", "Icon-20@2x.png", "Icon-76@2x.png"};
+    QTest::newRow("set with other slots than ticked: fill its slots")
+        << same << QStringList{} << QList<int>{kFillItsSlots} << QStringList{kInstructions, kSetHasSlots(1)}
+        << QString() << true << QStringList{"Icon-60@3x.png"};
+    QTest::newRow("set with other slots than ticked: use the ticked categories")
+        << same << QStringList{} << QList<int>{kUseTicked} << QStringList{kInstructions, kSetHasSlots(1)}
+        << QString() << true << QStringList{"Icon-60@3x.png", "Icon-20@2x.png", "Icon-76@2x.png"};
+    QTest::newRow("set with other slots than ticked: cancelled")
+        << same << QStringList{} << QList<int>{Alert::ThirdButtonReturn}
+        << QStringList{kInstructions, kSetHasSlots(1)} << QString() << false << QStringList{"Icon-60@3x.png"};
+    // The set's own names stay, a slot we do not know (Mac 16 pt) included.
+    QTest::newRow("other names in Contents.json: kept")
+        << other << QStringList{} << QList<int>{kFillItsSlots} << QStringList{kInstructions, kSetHasSlots(2)}
+        << QString() << true << QStringList{"old.png", "mac16.png"};
+    QTest::newRow("other names in Contents.json, ticked categories: kept too")
+        << other << QStringList{} << QList<int>{kUseTicked} << QStringList{kInstructions, kSetHasSlots(2)}
+        << QString() << true << QStringList{"old.png", "mac16.png", "Icon-20@2x.png", "Icon-76@2x.png"};
+    QTest::newRow("a slot held by a file elsewhere, replaced")
+        << elsewhere << QStringList{} << QList<int>{kUseTicked, kReplace}
+        << QStringList{kInstructions, kSetHasSlots(1), kImagesExist} << QString("•iPhone 60pt (@3x)\n")
+        << true << QStringList{"Icon-60@3x.png", "Icon-20@2x.png", "Icon-76@2x.png"};
     // The icons are written by then, so the folder is remembered all the same.
-    QTest::newRow("other images in Contents.json, cancelled")
-        << other << QStringList{} << QList<int>{kCancel} << QStringList{kInstructions, kImagesExist}
-        << QString("•iPhone 60pt (@3x)\n") << true << QStringList{"old.png", "mac16.png"};
+    QTest::newRow("a slot held by a file elsewhere, cancelled")
+        << elsewhere << QStringList{} << QList<int>{kUseTicked, kCancel}
+        << QStringList{kInstructions, kSetHasSlots(1), kImagesExist} << QString("•iPhone 60pt (@3x)\n")
+        << true << QStringList{"sub/old.png"};
     QTest::newRow("icon files exist, cancelled: no Contents.json")
         << QByteArray() << QStringList{"Icon-20@2x.png"} << QList<int>{kCancel}
         << QStringList{kInstructions, kFilesExist} << QString("•Icon-20@2x.png\n") << false
@@ -277,6 +300,10 @@ void TestSaveFlows::saveToXcode_data()
     QTest::newRow("icon files exist, replaced")
         << QByteArray() << QStringList{"Icon-20@2x.png"} << QList<int>{kReplace}
         << QStringList{kInstructions, kFilesExist} << QString("•Icon-20@2x.png\n") << true << ours;
+    // Files the set names are its icons: refreshed without a question.
+    QTest::newRow("files the set names are refreshed without a question")
+        << same << QStringList{"Icon-60@3x.png"} << QList<int>{kFillItsSlots}
+        << QStringList{kInstructions, kSetHasSlots(1)} << QString() << true << QStringList{"Icon-60@3x.png"};
 }
 
 void TestSaveFlows::saveToXcode()
@@ -312,9 +339,26 @@ void TestSaveFlows::saveToXcode()
     QCOMPARE(instructions.style, Alert::Style::Informational);
     QVERIFY(instructions.showsSuppressionButton && instructions.buttonTitles.isEmpty());
     if (!listed.isEmpty())
-        QVERIFY2(alerts->alerts.at(1).informativeText.contains(QStringLiteral("“%1”").arg(iconSet) + "") &&
-                     alerts->alerts.at(1).informativeText.contains(":\n" + listed + "\n"),
-                 qPrintable(alerts->alerts.at(1).informativeText));
+        QVERIFY2(alerts->alerts.last().informativeText.contains(QStringLiteral("“%1”").arg(iconSet) + "") &&
+                     alerts->alerts.last().informativeText.contains(":\n" + listed + "\n"),
+                 qPrintable(alerts->alerts.last().informativeText));
+    if (asked.size() > 1 && asked.at(1).startsWith("This icon set")) {
+        const Alert& question = alerts->alerts.at(1);
+        QCOMPARE(question.buttonTitles, (QStringList{"Fill Its Slots", "Use Ticked Categories", "Cancel"}));
+        QVERIFY2(question.informativeText.contains("3 icons of the ticked sets"),
+                 qPrintable(question.informativeText));
+    }
+    // Every file the set names is there, with the pixels its slot asks for.
+    const QMap<QString, int> sides{{"old.png", 180},
+                                   {"mac16.png", 16},
+                                   {"Icon-20@2x.png", 40},
+                                   {"Icon-60@3x.png", 180},
+                                   {"Icon-76@2x.png", 152}};
+    // The unknown Mac slot is only drawn when the set's own slots are filled.
+    const bool ownSlots = !answers.isEmpty() && answers.first() == kFillItsSlots;
+    for (const QString& name : catalogue)
+        if (remembered && sides.contains(name) && (name != "mac16.png" || ownSlots))
+            QCOMPARE(QImageReader(QDir(iconSet).filePath(name)).size(), QSize(sides[name], sides[name]));
     QCOMPARE(panel->begun.size(), 1);
     QVERIFY(panel->begun.first().treatsFilePackagesAsDirectories &&
             panel->begun.first().canChooseDirectories);
@@ -537,7 +581,8 @@ void TestSaveFlows::showsProgressOfALongWrite()
     QTRY_VERIFY(controller_->progressWindowController()->isVisible());
     const QString shots = qEnvironmentVariable("ICONFOUNDRY_SCREENSHOT_DIR");
     if (!shots.isEmpty())
-        QVERIFY(controller_->progressWindowController()->window()->grab().save(shots + "/progress-window.png"));
+        QVERIFY(
+            controller_->progressWindowController()->window()->grab().save(shots + "/progress-window.png"));
     QVERIFY(controller_->progressWindowController()->window()->isModal() ||
             controller_->progressWindowController()->window()->windowModality() == Qt::WindowModal);
     QTRY_VERIFY(!controller_->isWriting());
