@@ -388,8 +388,9 @@ int GenerateCommand::run(const QStringList& arguments)
             return report.fail(SourceUnusable, reason);
 
     if (!apple && (!wanted.isEmpty() || !darkSource.isEmpty() || !tintedSource.isEmpty()))
-        report.warn(QStringLiteral("--category, --dark and --tinted are for the Apple icons of --xcode or --out, "
-                                   "which are not asked for; they are not used."));
+        report.warn(
+            QStringLiteral("--category, --dark and --tinted are for the Apple icons of --xcode or --out, "
+                           "which are not asked for; they are not used."));
     if (unnamedIconSet)
         report.warn(QStringLiteral("'%1' is not named *.appiconset; Xcode reads icons only from such a "
                                    "folder in an asset catalogue.")

@@ -469,9 +469,9 @@ void MainWindowController::validateMenuItems()
 {
     if (!window_)
         return;
-    for (QAction* action : {ui_->actionSaveDocument, ui_->actionSaveDocumentAs,
-                            ui_->actionSaveDocumentToXcode, ui_->actionCopy, ui_->actionPaste,
-                            saveAndroidIconsAction_, saveWebIconsAction_})
+    for (QAction* action :
+         {ui_->actionSaveDocument, ui_->actionSaveDocumentAs, ui_->actionSaveDocumentToXcode, ui_->actionCopy,
+          ui_->actionPaste, saveAndroidIconsAction_, saveWebIconsAction_})
         if (action)
             action->setEnabled(validateMenuItem(action));
     if (clearDarkImageAction_) {
