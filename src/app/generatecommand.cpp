@@ -8,6 +8,7 @@
 #include "iconset/image.h"
 #include "iconset/imageprocessor.h"
 #include "iconset/imagesuitability.h"
+#include "platform/atomicfile.h"
 #include "platform/bundle.h"
 
 #include <QCommandLineParser>
@@ -16,7 +17,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryFile>
 #include <cstdio>
 #include <tuple>
 #ifdef Q_OS_WIN
@@ -135,18 +135,6 @@ QJsonObject entryJson(const ImageSize& size)
     QJsonObject entry = size.dictionary();
     entry.insert(QStringLiteral("description"), size.description().trimmed());
     return entry;
-}
-
-// Whether a new file can be created in the folder: the only reliable test is to create one.
-bool folderTakesNewFiles(const QString& folder, QString* reason)
-{
-    QTemporaryFile probe(QDir(folder).filePath(QStringLiteral(".iconfoundry-probe-XXXXXX")));
-    if (!probe.open()) {
-        *reason = probe.errorString();
-        return false;
-    }
-    probe.close();
-    return true;
 }
 
 // Decodes one of the images given on the command line; null with the reason when it cannot be
@@ -453,7 +441,7 @@ int GenerateCommand::run(const QStringList& arguments)
         return report.fail(FolderMissing, QStringLiteral("the folder '%1' does not exist.").arg(folder));
     if (!folderInfo.isDir())
         return report.fail(FolderUnwritable, QStringLiteral("'%1' is a file, not a folder.").arg(folder));
-    if (!folderTakesNewFiles(folder, &reason))
+    if (!AtomicFile::folderTakesNewFiles(folder, &reason))
         return report.fail(FolderUnwritable,
                            QStringLiteral("cannot write into the folder '%1': %2").arg(folder, reason));
     // What to write: the categories asked for; else the slots the icon set already has; else,
