@@ -63,6 +63,14 @@
         <source>Save to &amp;Xcode…</source>
         <translation>Save to &amp;Xcode…</translation>
     </message>
+    <message id="Menu.File.SaveAndroidIcons">
+        <source>Save An&amp;droid Icons…</source>
+        <translation>Save An&amp;droid Icons…</translation>
+    </message>
+    <message id="Menu.File.SaveWebIcons">
+        <source>Save &amp;Web Icons…</source>
+        <translation>Save &amp;Web Icons…</translation>
+    </message>
     <message id="Menu.File.Close">
         <source>&amp;Close Window</source>
         <translation>&amp;Close Window</translation>
@@ -130,6 +138,14 @@
     <message id="SaveDocumentXcode.Panel.Title">
         <source>Choose the App Icon Set in Your Xcode Project</source>
         <translation>Choose the App Icon Set in Your Xcode Project</translation>
+    </message>
+    <message id="SaveAndroidIcons.Panel.Title">
+        <source>Choose the res Folder of Your Android App</source>
+        <translation>Choose the res Folder of Your Android App</translation>
+    </message>
+    <message id="SaveWebIcons.Panel.Title">
+        <source>Choose the Folder of Your Web App's Manifest</source>
+        <translation>Choose the Folder of Your Web App's Manifest</translation>
     </message>
     <message id="SaveToXcode.Instructions.MessageText">
         <source>Choose the app icon set in your Xcode project.</source>

@@ -45,7 +45,7 @@ int runVersion(const QStringList& arguments);
 // Every command of the front end; the first argument picks one.
 const Command kCommands[] = {
     {"list", "[--json]", "print the icon categories and, under each, its sizes", runList},
-    {"generate", "SOURCE (--xcode DIR | --out DIR) [options]",
+    {"generate", "SOURCE [--xcode DIR | --out DIR] [--android DIR] [--web DIR] [options]",
      "write the icon files (and Contents.json) of an icon set", GenerateCommand::run},
     {"--help", "", "print this help (also -h)", runHelp},
     {"-h", nullptr, nullptr, runHelp},

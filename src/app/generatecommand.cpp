@@ -1,5 +1,6 @@
 #include "app/generatecommand.h"
 
+#include "app/platformicontargets.h"
 #include "iconset/appearanceimages.h"
 #include "iconset/contentsjsonprocessor.h"
 #include "iconset/defaultcategories.h"
@@ -7,6 +8,7 @@
 #include "iconset/image.h"
 #include "iconset/imageprocessor.h"
 #include "iconset/imagesuitability.h"
+#include "platform/atomicfile.h"
 #include "platform/bundle.h"
 
 #include <QCommandLineParser>
@@ -15,8 +17,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryFile>
 #include <cstdio>
+#include <tuple>
 #ifdef Q_OS_WIN
 #include <io.h>
 #define isatty _isatty
@@ -135,18 +137,6 @@ QJsonObject entryJson(const ImageSize& size)
     return entry;
 }
 
-// Whether a new file can be created in the folder: the only reliable test is to create one.
-bool folderTakesNewFiles(const QString& folder, QString* reason)
-{
-    QTemporaryFile probe(QDir(folder).filePath(QStringLiteral(".iconfoundry-probe-XXXXXX")));
-    if (!probe.open()) {
-        *reason = probe.errorString();
-        return false;
-    }
-    probe.close();
-    return true;
-}
-
 // Decodes one of the images given on the command line; null with the reason when it cannot be
 // used.
 ImagePtr loadSource(const QString& path, const QString& what, QString* reason)
@@ -172,8 +162,10 @@ QString plural(qsizetype count, const char* one, const char* many)
 QString GenerateCommand::helpText()
 {
     return QStringLiteral(
-        "Usage: iconfoundry generate SOURCE (--xcode DIR | --out DIR) [options]\n"
-        "Renders every icon file of the chosen categories from the image SOURCE.\n"
+        "Usage: iconfoundry generate SOURCE [--xcode DIR | --out DIR] [--android DIR] [--web DIR]\n"
+        "                            [options]\n"
+        "Renders every icon file of the chosen categories from the image SOURCE, and the\n"
+        "Android and web icons when asked for (at least one folder must be given).\n"
         "\n"
         "  -x, --xcode DIR        write the PNG files into the Xcode icon-set folder DIR, whose\n"
         "                         name ends in .appiconset (e.g. Assets.xcassets/AppIcon.appiconset;\n"
@@ -182,6 +174,19 @@ QString GenerateCommand::helpText()
         "                         other slots and unknown keys are kept, and files the set\n"
         "                         already names keep their names\n"
         "  -o, --out DIR          write the PNG files only, into DIR (made when missing)\n"
+        "      --android DIR      write Android launcher icons into the res folder DIR (made\n"
+        "                         when missing): mipmap-*dpi/ic_launcher.png, ic_launcher_round.png\n"
+        "                         and the adaptive layers ic_launcher_foreground.png and\n"
+        "                         ic_launcher_monochrome.png, mipmap-anydpi-v26/ic_launcher.xml\n"
+        "                         and ic_launcher_round.xml, values/ic_launcher_background.xml,\n"
+        "                         and ic_launcher-playstore.png beside DIR when DIR is named res;\n"
+        "                         other files are kept\n"
+        "      --web DIR          write favicon.ico, apple-touch-icon.png and the manifest icons\n"
+        "                         (192 and 512, \"any\" and \"maskable\") into DIR (made when\n"
+        "                         missing), and merge their entries into the icons of its\n"
+        "                         manifest.webmanifest or manifest.json (made when there is none);\n"
+        "                         other keys are kept, and files the manifest names keep their\n"
+        "                         names\n"
         "  -c, --category ID|NAME\n"
         "                         an icon category by id or name, any case (repeatable;\n"
         "                         default: the slots the icon set already has, else iPhone,\n"
@@ -191,11 +196,23 @@ QString GenerateCommand::helpText()
         "                         default) makes a grey image from SOURCE\n"
         "      --background COLOUR\n"
         "                         what shows through transparent parts of the App Store icons,\n"
-        "                         which are written without alpha: a name or #RRGGBB\n"
+        "                         which are written without alpha, and behind the Android\n"
+        "                         and web icons that have a background: a name or #RRGGBB\n"
         "                         (default: white)\n"
+        "      --background-image FILE\n"
+        "                         the Android background layer (and the background of the\n"
+        "                         Android and web icons) as an image instead of a colour\n"
+        "      --monochrome FILE  the image whose shape makes the themed Android icon\n"
+        "                         (default: SOURCE; only transparency counts)\n"
+        "      --padding PERCENT  room around the Android and web artwork on every side, in\n"
+        "                         percent of the icon (default: 0)\n"
+        "      --trim             cut the source's fully transparent border away before the\n"
+        "                         Android and web artwork is placed\n"
         "  -f, --force            replace existing files the icon set does not name, and\n"
         "                         Contents.json slots held by other files; without it they are\n"
-        "                         listed and nothing is written\n"
+        "                         listed and nothing is written; Android and web icons are\n"
+        "                         refreshed without it, and only XML files of their names that\n"
+        "                         we did not write need it\n"
         "  -q, --quiet            no progress, no warnings and no summary line\n"
         "      --json             print a JSON report on standard output (files written with\n"
         "                         their pixel sizes, what is or would be replaced, errors)\n"
@@ -209,7 +226,7 @@ QString GenerateCommand::helpText()
         "  4  unknown category\n"
         "  5  the folder does not exist\n"
         "  6  the folder is a file or does not take new files\n"
-        "  7  the folder's Contents.json is broken (it is left as it is)\n"
+        "  7  the folder's Contents.json or the web manifest is broken (left as it is)\n"
         "  8  files or Contents.json slots would be replaced; nothing written (use --force)\n"
         "  9  writing a file failed\n");
 }
@@ -231,12 +248,22 @@ int GenerateCommand::run(const QStringList& arguments)
     const QCommandLineOption tintedOption(QStringLiteral("tinted"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption backgroundOption(QStringLiteral("background"), QString(),
                                               QStringLiteral("COLOUR"));
+    const QCommandLineOption androidOption(QStringLiteral("android"), QString(), QStringLiteral("DIR"));
+    const QCommandLineOption webOption(QStringLiteral("web"), QString(), QStringLiteral("DIR"));
+    const QCommandLineOption backgroundImageOption(QStringLiteral("background-image"), QString(),
+                                                   QStringLiteral("FILE"));
+    const QCommandLineOption monochromeOption(QStringLiteral("monochrome"), QString(),
+                                              QStringLiteral("FILE"));
+    const QCommandLineOption paddingOption(QStringLiteral("padding"), QString(), QStringLiteral("PERCENT"));
+    const QCommandLineOption trimOption(QStringLiteral("trim"));
     const QCommandLineOption forceOption(QStringList{QStringLiteral("f"), QStringLiteral("force")});
     const QCommandLineOption quietOption(QStringList{QStringLiteral("q"), QStringLiteral("quiet")});
     const QCommandLineOption jsonOption(QStringLiteral("json"));
     const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});
     parser.addOptions({xcodeOption, outOption, categoryOption, darkOption, tintedOption, backgroundOption,
                        forceOption, quietOption, jsonOption, helpOption});
+    parser.addOptions(
+        {androidOption, webOption, backgroundImageOption, monochromeOption, paddingOption, trimOption});
     const auto usage = [&](const QString& message) {
         return report.fail(Usage, message + QStringLiteral("\nSee 'iconfoundry generate --help'."));
     };
@@ -257,12 +284,29 @@ int GenerateCommand::run(const QStringList& arguments)
     const QString source = positional.first();
     const QStringList xcodeValues = parser.values(xcodeOption);
     const QStringList outValues = parser.values(outOption);
-    if (xcodeValues.size() + outValues.size() != 1)
-        return usage(QStringLiteral("give exactly one of --xcode DIR and --out DIR."));
+    const QString androidFolder = parser.values(androidOption).value(0);
+    const QString webFolder = parser.values(webOption).value(0);
+    const bool apple = xcodeValues.size() + outValues.size() == 1;
+    if (xcodeValues.size() + outValues.size() > 1 ||
+        (!apple && !parser.isSet(androidOption) && !parser.isSet(webOption)))
+        return usage(QStringLiteral("give one of --xcode DIR and --out DIR, or --android DIR or --web DIR, "
+                                    "or both."));
+    if (parser.values(androidOption).size() > 1 || parser.values(webOption).size() > 1)
+        return usage(QStringLiteral("give --android and --web once each."));
     const bool xcode = !xcodeValues.isEmpty();
-    const QString folder = xcode ? xcodeValues.first() : outValues.first();
-    if (folder.isEmpty())
+    const QString folder = xcode ? xcodeValues.first() : outValues.value(0);
+    if ((apple && folder.isEmpty()) || (parser.isSet(androidOption) && androidFolder.isEmpty()) ||
+        (parser.isSet(webOption) && webFolder.isEmpty()))
         return usage(QStringLiteral("the folder must not be empty."));
+    PlatformIconOptions platformOptions;
+    platformOptions.trim = parser.isSet(trimOption);
+    if (parser.isSet(paddingOption)) {
+        bool isNumber = false;
+        platformOptions.paddingPercent = parser.value(paddingOption).toDouble(&isNumber);
+        if (!isNumber || !(platformOptions.paddingPercent >= 0 && platformOptions.paddingPercent < 50))
+            return usage(QStringLiteral("--padding needs a percentage from 0 to under 50; got '%1'.")
+                             .arg(parser.value(paddingOption)));
+    }
     // An asset catalogue or a project folder is no icon set: writing into it would put icons and
     // an "images" list where Xcode does not look for them. An empty folder holds nothing to spoil,
     // so it is written with a warning (build scripts and benchmarks make one to fill).
@@ -289,7 +333,8 @@ int GenerateCommand::run(const QStringList& arguments)
                     .arg(parser.value(backgroundOption)));
     }
     report.object.insert(QStringLiteral("source"), QFileInfo(source).absoluteFilePath());
-    report.object.insert(QStringLiteral("folder"), QFileInfo(folder).absoluteFilePath());
+    if (apple)
+        report.object.insert(QStringLiteral("folder"), QFileInfo(folder).absoluteFilePath());
     report.object.insert(QStringLiteral("xcode"), xcode);
 
     // Catalogue and categories.
@@ -323,13 +368,23 @@ int GenerateCommand::run(const QStringList& arguments)
     if (!tintedSource.isEmpty() && tintedSource != QLatin1String("auto") &&
         !(tintedImage = loadSource(tintedSource, QStringLiteral("tinted image"), &reason)))
         return report.fail(SourceUnusable, reason);
+    for (const auto& [option, what, into] :
+         {std::tuple{&backgroundImageOption, "background image", &platformOptions.backgroundImage},
+          std::tuple{&monochromeOption, "monochrome image", &platformOptions.monochrome}})
+        if (parser.isSet(*option) &&
+            !(*into = loadSource(parser.value(*option), QLatin1String(what), &reason)))
+            return report.fail(SourceUnusable, reason);
 
+    if (!apple && (!wanted.isEmpty() || !darkSource.isEmpty() || !tintedSource.isEmpty()))
+        report.warn(
+            QStringLiteral("--category, --dark and --tinted are for the Apple icons of --xcode or --out, "
+                           "which are not asked for; they are not used."));
     if (unnamedIconSet)
         report.warn(QStringLiteral("'%1' is not named *.appiconset; Xcode reads icons only from such a "
                                    "folder in an asset catalogue.")
                         .arg(folder));
     // The window's two questions, as warnings: the user asked for this image by name.
-    if (!ImageSuitability::hasProperShape(*image)) {
+    if (apple && !ImageSuitability::hasProperShape(*image)) {
         const QSize pixels = image->pixelSize();
         report.warn(QStringLiteral("the source image is %1 x %2 pixels, neither square nor 4:3 landscape; "
                                    "every icon is stretched to its shape.")
@@ -346,6 +401,37 @@ int GenerateCommand::run(const QStringList& arguments)
                         .arg(ImageSuitability::MinimumPixelHeight));
     }
 
+    // Android and web icons are drawn and checked before any file is written, and written last.
+    if (background.isValid())
+        platformOptions.background = background;
+    PlatformIconTargets platforms(androidFolder, webFolder, platformOptions);
+    if (platforms.any()) {
+        const PlatformIconTargets::Outcome outcome = platforms.prepare(image, force);
+        if (outcome.exitCode != Success)
+            return report.fail(outcome.exitCode, outcome.message);
+        for (const QString& warning : platforms.warnings())
+            report.warn(warning);
+    }
+    const auto writePlatforms = [&](QString summary) {
+        Progress progress(!report.quiet && isatty(fileno(stderr)));
+        const PlatformIconTargets::Outcome outcome = platforms.write(
+            [&](int done, const QString& name) { progress.show(done, platforms.fileCount(), name); });
+        progress.clear();
+        if (outcome.exitCode != Success)
+            return report.fail(outcome.exitCode, outcome.message);
+        const QJsonObject platformReport = platforms.report();
+        for (auto it = platformReport.begin(); it != platformReport.end(); ++it)
+            report.object.insert(it.key(), it.value());
+        QStringList lines = platforms.summary();
+        if (!summary.isEmpty())
+            lines.prepend(summary);
+        if (!report.quiet && !report.json)
+            write(stdout, lines.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+        return report.finish(Success);
+    };
+    if (!apple)
+        return writePlatforms(QString());
+
     // Folder and its Contents.json. A plain output folder is made when missing, as build tools
     // expect; an icon set is part of a project and must already be there.
     if (!xcode && !QFileInfo::exists(folder) && !QDir().mkpath(folder))
@@ -355,7 +441,7 @@ int GenerateCommand::run(const QStringList& arguments)
         return report.fail(FolderMissing, QStringLiteral("the folder '%1' does not exist.").arg(folder));
     if (!folderInfo.isDir())
         return report.fail(FolderUnwritable, QStringLiteral("'%1' is a file, not a folder.").arg(folder));
-    if (!folderTakesNewFiles(folder, &reason))
+    if (!AtomicFile::folderTakesNewFiles(folder, &reason))
         return report.fail(FolderUnwritable,
                            QStringLiteral("cannot write into the folder '%1': %2").arg(folder, reason));
     // What to write: the categories asked for; else the slots the icon set already has; else,
@@ -473,6 +559,8 @@ int GenerateCommand::run(const QStringList& arguments)
     }
     if (files.isEmpty())
         summary = QStringLiteral("Nothing to write: the chosen categories name no icon size");
+    if (platforms.any())
+        return writePlatforms(summary);
     if (!report.quiet && !report.json)
         write(stdout, summary + QLatin1Char('\n'));
     return report.finish(Success);

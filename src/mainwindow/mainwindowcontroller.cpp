@@ -182,6 +182,7 @@ void MainWindowController::connectActions()
     connect(ui_->actionSaveDocumentToXcode, &QAction::enabledChanged, ui_->saveToXcodeButton,
             &QWidget::setEnabled);
     connect(ui_->actionPaste, &QAction::triggered, this, &MainWindowController::paste);
+    addPlatformIconActions();
     connect(ui_->actionPerformClose, &QAction::triggered, window_.get(), &QWidget::close);
     connect(ui_->actionTerminate, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
@@ -455,7 +456,7 @@ bool MainWindowController::validateMenuItem(QAction* item)
         return hasImage() && !isWriting() && (!directoryURL_.isEmpty() || !xcodeIconSetURL_.isEmpty());
     // Nothing ticked still enables these: they explain that no sizes are chosen.
     if (item == ui_->actionSaveDocumentAs || item == ui_->actionSaveDocumentToXcode ||
-        item == ui_->actionCopy)
+        item == ui_->actionCopy || item == saveAndroidIconsAction_ || item == saveWebIconsAction_)
         return hasImage() && !isWriting();
     if (item == ui_->actionPaste) {
         const QClipboard* clipboard = QGuiApplication::clipboard();
@@ -468,9 +469,11 @@ void MainWindowController::validateMenuItems()
 {
     if (!window_)
         return;
-    for (QAction* action : {ui_->actionSaveDocument, ui_->actionSaveDocumentAs,
-                            ui_->actionSaveDocumentToXcode, ui_->actionCopy, ui_->actionPaste})
-        action->setEnabled(validateMenuItem(action));
+    for (QAction* action :
+         {ui_->actionSaveDocument, ui_->actionSaveDocumentAs, ui_->actionSaveDocumentToXcode, ui_->actionCopy,
+          ui_->actionPaste, saveAndroidIconsAction_, saveWebIconsAction_})
+        if (action)
+            action->setEnabled(validateMenuItem(action));
     if (clearDarkImageAction_) {
         clearDarkImageAction_->setEnabled(darkImage_ != nullptr);
         tintedFromSourceAction_->setEnabled(tintedImage_ != nullptr);

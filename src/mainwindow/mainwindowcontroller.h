@@ -141,6 +141,11 @@ public:
     void saveDocument();
     void saveDocumentAs();
     void saveDocumentToXcode();
+    // The Android launcher icons into a res folder, and the web icons into a web project's folder
+    // (its manifest merged), chosen in a folder panel; files that would change are asked about
+    // first. Drawn over the window's background colour.
+    void saveAndroidIcons();
+    void saveWebIcons();
     void copy();
     void paste();
     // The data of a drag out of the image view: the URLs of the icon files, written into the
@@ -192,6 +197,8 @@ public:
     QAction* saveDocumentAction();
     QAction* saveDocumentAsAction();
     QAction* saveDocumentToXcodeAction();
+    QAction* saveAndroidIconsAction() { return saveAndroidIconsAction_; }
+    QAction* saveWebIconsAction() { return saveWebIconsAction_; }
     QAction* copyAction();
     QAction* pasteAction();
     QAction* chooseDarkImageAction();
@@ -249,6 +256,15 @@ private:
     void createAppearanceMenu();
     // Asks for one folder with a panel titled panelTitle and hands it to chosen.
     void chooseFolder(const QString& panelTitle, bool intoPackages, std::function<void(const QUrl&)> chosen);
+    // The Save Android Icons and Save Web Icons commands, added to the File menu after Save to
+    // Xcode.
+    void addPlatformIconActions();
+    enum class Platform
+    {
+        Android,
+        Web
+    };
+    void savePlatformIcons(Platform platform);
     // False, after telling the user, when no category is ticked.
     bool checkImageSizesChosen(const QList<ImageCategory>& categories);
     // The URLs of the icon files the categories give, in folder, each file once.
@@ -284,6 +300,8 @@ private:
     std::unique_ptr<RecentDocumentsMenu> recentDocumentsMenu_;
     std::unique_ptr<CategorySelection> categorySelection_;
     std::unique_ptr<ProgressWindowController> progressWindowController_;
+    QAction* saveAndroidIconsAction_ = nullptr;
+    QAction* saveWebIconsAction_ = nullptr;
     int writing_ = 0;
     int progressDelay_ = 500;
     // Last member: destroyed first, so it waits for writes still running while everything they

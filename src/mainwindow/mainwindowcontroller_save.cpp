@@ -11,6 +11,7 @@
 #include "logging/log.h"
 #include "mainwindow/mainwindowcontroller.h"
 #include "mainwindow/progresswindowcontroller.h"
+#include "mainwindow/savequestions.h"
 #include "platform/bundle.h"
 #include "platform/defaults.h"
 #include "platform/texts.h"
@@ -30,39 +31,9 @@ namespace iconfoundry {
 
 namespace {
 
-// One line per item, each after a bullet: what the replace questions list. A file that several
-// sets share (the iPhone's and the iPad's AppIcon-20@2x.png) is one file on disk, listed once.
-QString bulletList(QStringList items)
-{
-    items.removeDuplicates();
-    QString list;
-    for (const QString& item : items)
-        list += QStringLiteral("\u2022%1\n").arg(item);
-    return list;
-}
-
-// informativeFormat takes the folder's path, then the list.
-Alert replaceQuestion(const QString& messageText, const QString& informativeFormat, const QString& path,
-                      const QStringList& items)
-{
-    Alert alert;
-    alert.style = Alert::Style::Warning;
-    alert.messageText = messageText;
-    // Both arguments in one pass: a folder named "100%2" stays as it is.
-    alert.informativeText = informativeFormat.arg(path, bulletList(items));
-    alert.buttonTitles = {Texts::text("Button.Replace"), Texts::text("Button.Cancel")};
-    return alert;
-}
-
-Alert retryAlert(const QString& messageText, const Error& error)
-{
-    Alert alert;
-    alert.style = Alert::Style::Critical;
-    alert.messageText = messageText;
-    alert.informativeText = error.localizedDescription;
-    alert.buttonTitles = {Texts::text("Button.Retry"), Texts::text("Button.Cancel")};
-    return alert;
-}
+using savequestions::folderPanelOptions;
+using savequestions::replaceQuestion;
+using savequestions::retryAlert;
 
 // An Error that was filled in, or none: the writers leave it untouched when nothing went wrong.
 std::optional<Error> filled(const Error& error)
@@ -70,19 +41,6 @@ std::optional<Error> filled(const Error& error)
     if (error.domain.isEmpty() && error.code == 0 && error.localizedDescription.isEmpty())
         return std::nullopt;
     return error;
-}
-
-OpenPanelOptions folderPanelOptions(const QString& title, QWidget* parent)
-{
-    OpenPanelOptions options;
-    options.canChooseFiles = false;
-    options.canChooseDirectories = true;
-    options.allowsMultipleSelection = false;
-    options.canCreateDirectories = true;
-    options.title = title;
-    options.prompt = Texts::text("Button.Save");
-    options.parent = parent;
-    return options;
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QTemporaryFile>
 #include <filesystem>
 #include <system_error>
 
@@ -62,6 +63,17 @@ bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error
     if (ec) {
         QFile::remove(file.fileName());
         return fail(QFileDevice::RenameError, QString::fromStdString(ec.message()));
+    }
+    return true;
+}
+
+bool AtomicFile::folderTakesNewFiles(const QString& folder, QString* reason)
+{
+    QTemporaryFile probe(QDir(folder).filePath(QStringLiteral(".iconfoundry-probe-XXXXXX")));
+    if (!probe.open()) {
+        if (reason)
+            *reason = probe.errorString();
+        return false;
     }
     return true;
 }

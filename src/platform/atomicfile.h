@@ -28,6 +28,10 @@ public:
     // code, a sentence naming the file's path and the cause).
     static bool write(const QString& path, const QByteArray& data, Error* error = nullptr,
                       Durability durability = Durability::ProcessCrash);
+
+    // Whether a new file can be made in the folder. Permissions, read-only mounts and access
+    // control lists all have a say, so the only reliable test is to make one (and remove it).
+    static bool folderTakesNewFiles(const QString& folder, QString* reason = nullptr);
 };
 
 } // namespace iconfoundry

@@ -171,7 +171,8 @@ void TestCli::reportsProblems_data()
         << QStringList{"generate", "--help"} << own << 0
         << "\\nExit codes:\\n  0  success\\n  1  the icon catalogue[^\\n]*\\n  2  bad options[^\\n]*\\n"
            "  3  the source image[^\\n]*\\n  4  unknown category\\n  5  the folder does not exist\\n"
-           "  6  the folder is a file[^\\n]*\\n  7  the folder's Contents\\.json is broken[^\\n]*\\n"
+           "  6  the folder is a file[^\\n]*\\n  7  the folder's Contents\\.json or the web manifest is "
+           "broken[^\\n]*\\n"
            "  8  files or Contents\\.json slots[^\\n]*\\n  9  writing a file failed\\n"
         << nothing;
     QTest::newRow("unknown option") << QStringList{"list", "--xml"} << own << 2 << nothing

@@ -1,4 +1,5 @@
 #include "common/testsupport.h"
+#include "helper_projectfolders.h"
 #include "helper_runiconfoundry.h"
 
 #include <QDirIterator>
@@ -24,24 +25,6 @@ bool copyFolder(const QString& from, const QString& to)
     return copied;
 }
 
-// Every file and folder under root with its bytes: equal snapshots mean nothing was written,
-// replaced or left behind.
-QMap<QString, QByteArray> snapshot(const QString& root)
-{
-    QMap<QString, QByteArray> entries;
-    QDirIterator it(root, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile file(it.next());
-        // Only regular files are opened: opening a named pipe would wait for a writer.
-        entries.insert(QDir(root).relativeFilePath(file.fileName()),
-                       QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly)
-                           ? file.readAll()
-                           : QByteArray("not a readable file"));
-    }
-    return entries;
-}
-
 // "83.5x83.5" and "2x" -> the pixel size the slot promises: points times scale, truncated; no
 // scale is 1x.
 QSize promisedPixels(const QJsonObject& entry)
@@ -50,16 +33,6 @@ QSize promisedPixels(const QJsonObject& entry)
     const double scale = entry.value("scale").toString(QStringLiteral("1x")).chopped(1).toDouble();
     return sides.size() == 2 ? QSize(int(sides[0].toDouble() * scale), int(sides[1].toDouble() * scale))
                              : QSize();
-}
-
-// The colour type in a PNG's header: 2 for RGB, 6 for RGBA.
-int pngColourType(const QString& path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray head = file.read(26);
-    return head.size() == 26 && head.startsWith("\x89PNG") ? int(quint8(head[25])) : -1;
 }
 
 // The slots App Store Connect wants without alpha: the marketing icons and the default-appearance
