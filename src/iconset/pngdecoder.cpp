@@ -292,6 +292,11 @@ PngDecoder::Result PngDecoder::decode(QImage* image, QString* reason, int thread
         stream = joined;
     }
 
+    // Deflate expands at most 1032 times: a header promising more pixels than its data can hold
+    // gets no buffer of that size here.
+    if (qint64(stream.size()) * 1032 < rawSize)
+        return Result::Unsupported;
+
     // The image's own buffer holds the inflated rows at its end. Each row is unfiltered into a
     // small ring and then written as pixels at the buffer's start, which never reaches a row
     // that is still to be read: pixel row y ends at 4·width·(y+1), and filtered row y+1 starts
