@@ -3,13 +3,11 @@
 #include <QColorSpace>
 #include <QtEndian>
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <libdeflate.h>
 #include <memory>
 #include <new>
-#include <thread>
 
 #ifdef Q_OS_LINUX
 #include <sys/mman.h>
@@ -161,9 +159,6 @@ uchar* allocatePixels(qsizetype size)
 using UnfilterFunction = void (*)(uchar, const uchar*, const uchar*, uchar*, qsizetype);
 using ConvertFunction = void (*)(const uchar*, quint32*, qsizetype);
 
-// Below this many pixels a second thread costs more to start than it saves.
-constexpr qint64 kPixelsForTwoThreads = 512 * 512;
-
 } // namespace
 
 PngDecoder::PngDecoder(QByteArrayView file)
@@ -269,7 +264,7 @@ bool PngDecoder::readChunks(QByteArrayView file)
     }
 }
 
-PngDecoder::Result PngDecoder::decode(QImage* image, QString* reason, int threads) const
+PngDecoder::Result PngDecoder::decode(QImage* image, QString* reason) const
 {
     if (!canDecode_)
         return Result::Unsupported;
@@ -298,7 +293,7 @@ PngDecoder::Result PngDecoder::decode(QImage* image, QString* reason, int thread
         return Result::Unsupported;
 
     // The image's own buffer holds the inflated rows at its end. Each row is unfiltered into a
-    // small ring and then written as pixels at the buffer's start, which never reaches a row
+    // row buffer and then written as pixels at the buffer's start, which never reaches a row
     // that is still to be read: pixel row y ends at 4·width·(y+1), and filtered row y+1 starts
     // at least that far in, for 3 and 4 bytes a pixel alike.
     const qsizetype bufferSize = std::max(rawSize, imageSize);
@@ -327,70 +322,24 @@ PngDecoder::Result PngDecoder::decode(QImage* image, QString* reason, int thread
                                                    : &convertRow<4, false>;
     auto* pixels = reinterpret_cast<quint32*>(buffer.get());
 
-    // Unfiltering is sequential (each row needs the one above); converting is not, so a second
-    // thread converts the rows a few behind the first.
-    constexpr qsizetype kRing = 32, kBatch = 8;
-    const qsizetype stride = (rowBytes + 15) & ~qsizetype(15);
-    std::vector<uchar> ring(size_t(stride * (kRing + 1)), 0); // + a row of zeros above the image
-    uchar* const zeros = ring.data() + stride * kRing;
-    auto rowInRing = [&](qsizetype y) { return ring.data() + stride * (y % kRing); };
-
-    std::atomic<qsizetype> unfiltered{0}, converted{0};
-    qsizetype badRow = -1;
-    int badFilter = 0;
-    auto unfilterAll = [&](bool alone) {
-        for (qsizetype y = 0; y < height; ++y) {
-            if (!alone && y >= kRing) {
-                // Wait until the row that used this ring slot has been converted.
-                for (qsizetype done = converted.load(); done <= y - kRing; done = converted.load())
-                    converted.wait(done);
-            }
-            const uchar* in = raw + y * (rowBytes + 1);
-            if (in[0] > 4) {
-                badRow = y;
-                badFilter = in[0];
-                break;
-            }
-            uchar* out = rowInRing(y);
-            unfilter(in[0], in + 1, y == 0 ? zeros : rowInRing(y - 1), out, rowBytes);
-            if (alone) {
-                convert(out, pixels + y * width, width);
-            } else if ((y + 1) % kBatch == 0 || y + 1 == height) {
-                unfiltered.store(y + 1);
-                unfiltered.notify_one();
-            }
+    // Two rows in the cache: the one above (zeros above the first) and the one being unfiltered,
+    // which is converted at once. (A second thread converting a few rows behind the first was
+    // measured: no faster as a whole process, and more CPU time, with the machine shared.)
+    std::vector<uchar> rows(size_t(rowBytes * 2));
+    std::vector<uchar> zeros(size_t(rowBytes), 0);
+    const uchar* above = zeros.data();
+    for (qsizetype y = 0; y < height; ++y) {
+        const uchar* in = raw + y * (rowBytes + 1);
+        if (in[0] > 4) {
+            if (reason)
+                *reason = QStringLiteral("row %1 has the unknown filter type %2")
+                              .arg(QString::number(y), QString::number(in[0]));
+            return Result::Corrupt;
         }
-        if (!alone && badRow >= 0) {
-            unfiltered.store(height);
-            unfiltered.notify_one();
-        }
-    };
-    auto convertAll = [&] {
-        for (qsizetype y = 0; y < height;) {
-            const qsizetype ready = unfiltered.load();
-            if (ready <= y) {
-                unfiltered.wait(ready);
-                continue;
-            }
-            for (; y < ready; ++y)
-                convert(rowInRing(y), pixels + y * width, width);
-            converted.store(y);
-            converted.notify_one();
-        }
-    };
-
-    if (threads >= 2 && qint64(width) * height >= kPixelsForTwoThreads && height > kRing) {
-        std::thread converter(convertAll);
-        unfilterAll(false);
-        converter.join();
-    } else {
-        unfilterAll(true);
-    }
-    if (badRow >= 0) {
-        if (reason)
-            *reason = QStringLiteral("row %1 has the unknown filter type %2")
-                          .arg(QString::number(badRow), QString::number(badFilter));
-        return Result::Corrupt;
+        uchar* row = rows.data() + (y % 2) * rowBytes;
+        unfilter(in[0], in + 1, above, row, rowBytes);
+        convert(row, pixels + y * width, width);
+        above = row;
     }
 
     const QImage::Format format = premultiply ? QImage::Format_ARGB32_Premultiplied : QImage::Format_ARGB32;

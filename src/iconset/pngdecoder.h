@@ -40,8 +40,7 @@ public:
         Unsupported, // leave the file to the general reader
         Corrupt,     // damaged beyond what any reader would accept; reason says how
     };
-    // Up to `threads` threads share the work of unfiltering and converting the rows.
-    Result decode(QImage* image, QString* reason, int threads = 2) const;
+    Result decode(QImage* image, QString* reason) const;
 
 private:
     bool readChunks(QByteArrayView file);
