@@ -2,7 +2,8 @@
 // - "qt": QImageReader, then the conversion to premultiplied ARGB32 (the general path);
 // - "ours": PngDecoder, from the bytes in memory;
 // - "fromFile": Image::fromFile, reading the file included (what `generate` pays).
-// Each decoded bitmap is compared with the general path's and a difference is reported.
+// Each decoded bitmap is compared with the general path's ("same": yes, DIFFERENT, or which
+// decoder did not decode it).
 //
 // Usage: bench_decode [--runs N] FILE.png...
 #include "iconset/image.h"
@@ -72,13 +73,18 @@ int main(int argc, char** argv)
         }
         const QImage reference = decodedByQt(bytes);
         QImage ours;
-        const bool same = decoder.decode(&ours, nullptr) == PngDecoder::Result::Decoded &&
-                          ours.convertToFormat(QImage::Format_ARGB32_Premultiplied) == reference;
+        const PngDecoder::Result result = decoder.decode(&ours, nullptr);
+        const char* same = result == PngDecoder::Result::Corrupt       ? "ours: damaged"
+                           : result == PngDecoder::Result::Unsupported ? "ours: left to qt"
+                           : reference.isNull()                        ? "qt: failed"
+                           : ours.convertToFormat(QImage::Format_ARGB32_Premultiplied) == reference
+                               ? "yes"
+                               : "DIFFERENT";
         const double qt = medianMs(runs, [&] { decodedByQt(bytes); });
         const double fast = medianMs(runs, [&] { decoder.decode(&ours, nullptr); });
         const double whole = medianMs(runs, [&] { Image::fromFile(path); });
         std::printf("%-28s %10.1f %10.1f %10.1f  %s\n", qPrintable(path.section(QLatin1Char('/'), -1)), qt,
-                    fast, whole, same ? "yes" : "NO");
+                    fast, whole, same);
     }
     return 0;
 }
