@@ -61,7 +61,9 @@ bool MainWindowController::checkImageSizesChosen(const QList<ImageCategory>& cat
 
 void MainWindowController::saveDocumentAs()
 {
-    if (!hasImage() || isWriting() || !checkImageSizesChosen(selectedImageCategories()))
+    // A ticked Android or Web set is enough to save.
+    if (!hasImage() || isWriting() ||
+        (platformFileCount() == 0 && !checkImageSizesChosen(selectedImageCategories())))
         return;
     QPointer<MainWindowController> self(this);
     chooseFolder(Texts::text("SaveDocument.Panel.Title"), false, [self](const QUrl& url) {
@@ -235,7 +237,15 @@ void MainWindowController::saveDocument()
                 self->saveContentsJSONUnconditionally(url, plan, {});
         });
     } else if (!directoryURL_.isEmpty()) {
-        saveImageFilesUnconditionallyToURL(directoryURL_);
+        // Save repeats Save As, the Android and web sets included.
+        const QList<PlatformTarget> targets = tickedPlatformTargets(directoryURL_.toLocalFile());
+        if (targets.isEmpty()) {
+            saveImageFilesUnconditionallyToURL(directoryURL_);
+            return;
+        }
+        IconSetPlan plan;
+        planSave(directoryURL_, false, true, plan, nullptr);
+        saveWithPlatformSets(directoryURL_, plan, targets, false, {});
     }
 }
 
@@ -246,7 +256,11 @@ void MainWindowController::saveImageFilesToURL(const QUrl& url, std::function<vo
     saveImageCategoryCheckboxState();
     IconSetPlan plan;
     planSave(url, false, true, plan, nullptr);
-    saveImageFiles(url, plan, std::move(completion));
+    const QList<PlatformTarget> targets = tickedPlatformTargets(url.toLocalFile());
+    if (targets.isEmpty())
+        saveImageFiles(url, plan, std::move(completion));
+    else
+        saveWithPlatformSets(url, plan, targets, true, std::move(completion));
 }
 
 void MainWindowController::saveImageFiles(const QUrl& url, const IconSetPlan& plan,
