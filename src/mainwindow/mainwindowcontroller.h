@@ -241,6 +241,10 @@ private:
     QFuture<WriteResult> writeIconFiles(const QUrl& url, const IconSetPlan& plan,
                                         std::function<void(bool)> completion);
     void endWrite();
+    // After a write: completion(ok) when it reported no error; otherwise the error is shown with
+    // Retry, which runs retry, and Cancel, which completes with cancelled.
+    void completeWrite(const WriteResult& result, const QString& messageText, std::function<void()> retry,
+                       std::function<void(bool)> completion, bool cancelled);
     // The plan of a save into url: a plain folder with the ticked categories, or an icon set
     // whose own slots decide unless useTicked. False with the error for a broken Contents.json.
     bool planSave(const QUrl& url, bool iconSet, bool useTicked, IconSetPlan& plan, Error* error);

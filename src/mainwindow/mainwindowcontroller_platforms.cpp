@@ -152,13 +152,12 @@ void MainWindowController::saveWithPlatformSets(const QUrl& url, const IconSetPl
             if (result.error) {
                 LOG_ERROR("Error preparing icons for '%s': %s", qUtf8Printable(url.toLocalFile()),
                           qUtf8Printable(result.error->localizedDescription));
-                beginAlert(savequestions::retryAlert(Texts::text("SaveImageFiles.Error"), *result.error),
-                           [self, url, applePlan, targets, ask, completion](int answer, const Alert&) {
-                               if (self && answer == Alert::FirstButtonReturn)
-                                   self->saveWithPlatformSets(url, applePlan, targets, ask, completion);
-                               else if (completion)
-                                   completion(false);
-                           });
+                self->completeWrite(
+                    result, Texts::text("SaveImageFiles.Error"),
+                    [self, url, applePlan, targets, ask, completion] {
+                        self->saveWithPlatformSets(url, applePlan, targets, ask, completion);
+                    },
+                    completion, false);
                 return;
             }
             // Every set's files in one list, named from the chosen folder, so that one answer
@@ -240,19 +239,12 @@ void MainWindowController::writePlatformPlans(const PlatformPlans& plans,
         [self, plans, completion](const WriteResult& result) {
             if (!self)
                 return;
-            if (!result.error) {
-                if (completion)
-                    completion(result.ok);
-                return;
-            }
-            LOG_ERROR("Error saving icons: %s", qUtf8Printable(result.error->localizedDescription));
-            beginAlert(savequestions::retryAlert(Texts::text("SaveImageFiles.Error"), *result.error),
-                       [self, plans, completion](int answer, const Alert&) {
-                           if (self && answer == Alert::FirstButtonReturn)
-                               self->writePlatformPlans(plans, completion);
-                           else if (completion)
-                               completion(false);
-                       });
+            if (result.error)
+                LOG_ERROR("Error saving icons: %s", qUtf8Printable(result.error->localizedDescription));
+            self->completeWrite(
+                result, Texts::text("SaveImageFiles.Error"),
+                [self, plans, completion] { self->writePlatformPlans(plans, completion); }, completion,
+                false);
         });
 }
 

@@ -354,21 +354,13 @@ MainWindowController::writeIconFiles(const QUrl& url, const IconSetPlan& plan,
         [self, url, plan, completion](const WriteResult& result) {
             if (!self)
                 return;
-            if (!result.error) {
-                if (completion)
-                    completion(result.ok);
-                return;
-            }
-            LOG_ERROR("Error during resizeAndSaveImage: %s",
-                      qUtf8Printable(result.error->localizedDescription));
-            const bool ok = result.ok;
-            beginAlert(retryAlert(Texts::text("SaveImageFiles.Error"), *result.error),
-                       [self, url, plan, completion, ok](int response, const Alert&) {
-                           if (self && response == Alert::FirstButtonReturn)
-                               self->writeIconFiles(url, plan, completion);
-                           else if (completion)
-                               completion(ok);
-                       });
+            if (result.error)
+                LOG_ERROR("Error during resizeAndSaveImage: %s",
+                          qUtf8Printable(result.error->localizedDescription));
+            self->completeWrite(
+                result, Texts::text("SaveImageFiles.Error"),
+                [self, url, plan, completion] { self->writeIconFiles(url, plan, completion); }, completion,
+                result.ok);
         });
 }
 
@@ -445,24 +437,39 @@ void MainWindowController::saveContentsJSONUnconditionally(const QUrl& url, cons
         [self, url, plan, completion](const WriteResult& result) {
             if (!self)
                 return;
-            if (!result.error) {
-                if (completion)
-                    completion(result.ok);
-                return;
-            }
-            LOG_ERROR("Error during saveJSONforCategories: %s",
-                      qUtf8Printable(result.error->localizedDescription));
-            beginAlert(retryAlert(Texts::text("SaveContentsJSON.Error"), *result.error),
-                       [self, url, plan, completion](int response, const Alert&) {
-                           if (self && response == Alert::FirstButtonReturn)
-                               self->saveContentsJSONUnconditionally(url, plan, completion);
-                           else if (completion)
-                               completion(false);
-                       });
+            if (result.error)
+                LOG_ERROR("Error during saveJSONforCategories: %s",
+                          qUtf8Printable(result.error->localizedDescription));
+            self->completeWrite(
+                result, Texts::text("SaveContentsJSON.Error"),
+                [self, url, plan, completion] {
+                    self->saveContentsJSONUnconditionally(url, plan, completion);
+                },
+                completion, false);
         });
 }
 
 // MARK: - Writing off the main thread
+
+void MainWindowController::completeWrite(const WriteResult& result, const QString& messageText,
+                                         std::function<void()> retry, std::function<void(bool)> completion,
+                                         bool cancelled)
+{
+    if (!result.error) {
+        if (completion)
+            completion(result.ok);
+        return;
+    }
+    QPointer<MainWindowController> self(this);
+    beginAlert(retryAlert(messageText, *result.error),
+               [self, retry = std::move(retry), completion = std::move(completion), cancelled](int response,
+                                                                                               const Alert&) {
+                   if (self && response == Alert::FirstButtonReturn)
+                       retry();
+                   else if (completion)
+                       completion(cancelled);
+               });
+}
 
 QFuture<MainWindowController::WriteResult>
 MainWindowController::beginWrite(std::function<WriteResult(const Progress&)> work,
