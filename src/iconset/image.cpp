@@ -1,5 +1,6 @@
 #include "iconset/image.h"
 
+#include "iconset/pngdecoder.h"
 #include "iconset/resampler.h"
 #include "iconset/svgdocument.h"
 
@@ -173,6 +174,24 @@ QByteArray formatFromSignature(const QByteArray& head)
     return QByteArray();
 }
 
+// The rest of a file or buffer, for decoders that want all of it at once: a buffer's own bytes,
+// or a file's read into memory (the device is put back where it was). Empty for anything larger
+// than a sane compressed image or a device of another kind.
+QByteArray remainingBytes(QIODevice* device)
+{
+    if (auto* buffer = qobject_cast<QBuffer*>(device))
+        return buffer->data().sliced(buffer->pos());
+    if (!qobject_cast<QFile*>(device) || device->isSequential())
+        return {};
+    const qint64 start = device->pos();
+    const qint64 size = device->size() - start;
+    if (size <= 0 || size > Image::kMaxPixels * 4)
+        return {};
+    QByteArray bytes = device->read(size);
+    device->seek(start);
+    return bytes;
+}
+
 void raiseAllocationLimit()
 {
     // The decoders' limit in MiB: the largest accepted image even at 16 bits per sample.
@@ -298,20 +317,37 @@ ImagePtr Image::fromDevice(QIODevice* device, const QString& name, Error* error)
                 return nullptr;
         }
 
-        QImage bitmap;
-        if (!reader.read(&bitmap) || bitmap.isNull()) {
+        auto damaged = [&](const QString& reason) {
             fail(error, Corrupt,
                  QStringLiteral("%1 is damaged or incomplete and could not be decoded (%2).")
-                     .arg(subject(name), reader.errorString()));
+                     .arg(subject(name), reason));
             return nullptr;
+        };
+        QImage bitmap;
+        bool decoded = false;
+        if (png) {
+            const QByteArray file = remainingBytes(device);
+            const PngDecoder decoder(file);
+            if (decoder.canDecode()) {
+                if (!checkPixelSize(decoder.size(), name, error))
+                    return nullptr;
+                QString reason;
+                const PngDecoder::Result result = decoder.decode(&bitmap, &reason);
+                if (result == PngDecoder::Result::Corrupt)
+                    return damaged(reason);
+                decoded = result == PngDecoder::Result::Decoded;
+            }
         }
+        if (!decoded && (!reader.read(&bitmap) || bitmap.isNull()))
+            return damaged(reader.errorString());
         if (!checkPixelSize(bitmap.size(), name, error))
             return nullptr;
 
         auto image = std::make_shared<Image>();
         image->size_ = nominalSize(bitmap, png ? png->dotsPerMeter : std::nullopt);
         convertToSrgb(bitmap);
-        bitmap.convertTo(QImage::Format_ARGB32_Premultiplied);
+        if (bitmap.format() != QImage::Format_ARGB32_Premultiplied)
+            bitmap.convertTo(QImage::Format_ARGB32_Premultiplied);
         if (bitmap.isNull())
             throw std::bad_alloc();
         image->setBitmap(std::move(bitmap));
