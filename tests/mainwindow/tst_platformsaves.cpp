@@ -15,6 +15,7 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QPainter>
+#include <QSettings>
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QTemporaryDir>
@@ -93,6 +94,9 @@ private slots:
     void paddingAndTrim();
     void choicePersists_data();
     void choicePersists();
+    void storedPadding_data();
+    void storedPadding();
+    void saveToXcodeStaysApple();
 
 private:
     QString path(const QString& name) const { return dir_->filePath(name); }
@@ -434,6 +438,53 @@ void TestPlatformSaves::choicePersists()
     QCOMPARE(box->trimBox()->isChecked(), trim);
     QCOMPARE(box->paddingBox()->isEnabled(), android || web);
     QCOMPARE(box->trimBox()->isEnabled(), android || web);
+}
+
+void TestPlatformSaves::storedPadding_data()
+{
+    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<int>("shown");
+
+    QTest::newRow("in range") << QVariant(12) << 12;
+    QTest::newRow("the largest") << QVariant(40) << 40;
+    QTest::newRow("too large") << QVariant(75) << 0;
+    QTest::newRow("negative") << QVariant(-5) << 0;
+    QTest::newRow("not a number") << QVariant(QStringLiteral("wide")) << 0;
+}
+
+// A settings file edited by hand never gives the spin box a value it cannot hold.
+void TestPlatformSaves::storedPadding()
+{
+    QFETCH(QVariant, stored);
+    QFETCH(int, shown);
+
+    controller_.reset();
+    defaults_.reset();
+    {
+        QSettings settings(path(QStringLiteral("settings.ini")), QSettings::IniFormat);
+        settings.setValue(Defaults::PlatformIconPaddingKey, stored);
+    }
+    defaults_ = std::make_unique<Defaults>(path(QStringLiteral("settings.ini")));
+    controller_ = std::make_unique<MainWindowController>(defaults_.get());
+    QCOMPARE(controller_->platformSetsBox()->paddingBox()->value(), shown);
+}
+
+// Save to Xcode writes an icon set: nothing of Android or the web goes into it.
+void TestPlatformSaves::saveToXcodeStaysApple()
+{
+    open("green.png", Qt::green);
+    controller_->setSelectedImageCategores(categoriesWithIds({101}));
+    tick(true, true);
+    defaults_->setSaveToXcodeAlertSuppression(true);
+    const QString set = path("AppIcon.appiconset");
+    QVERIFY(QDir().mkpath(set));
+
+    QCOMPARE(messages(save(controller_->saveDocumentToXcodeAction(), set, {})), QStringList{});
+    QCOMPARE(filesUnder(path(".")).filter(QStringLiteral("AppIcon.appiconset/")),
+             (QStringList{"AppIcon.appiconset/Contents.json", "AppIcon.appiconset/Icon-20@2x.png",
+                          "AppIcon.appiconset/Icon-60@3x.png"}));
+    QVERIFY(!QFile::exists(path("android")));
+    QVERIFY(!QFile::exists(path("web")));
 }
 
 QTEST_MAIN(TestPlatformSaves)
