@@ -18,13 +18,16 @@ shoot()
     echo "screenshots: wrote docs/screenshots/$2"
 }
 
+# Android and Web ticked, so that the main window shows their options in use.
+mkdir -p "$XDG_CONFIG_HOME/co.velmora"
+printf '[General]\nPlatformIconSets=android, web\n' >"$XDG_CONFIG_HOME/co.velmora/co.velmora.IconFoundry.conf"
 # The log goes to the console too; keep it out of the way.
 # From the new user's home, where the folder dialogs start. No launch announcement in these
 # pictures ("about:blank" gives no feed); the announcement pictures come last.
 (cd "$home" && ICONFOUNDRY_ANNOUNCEMENTS_URL=about:blank exec "$exe" "$sample" 2>"$home/app.log") &
 app=$!
 main=$(wait_for_window "IconFoundry")
-xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
+xdotool windowsize "$main" 1000 720 windowmove "$main" 0 0
 shoot "$main" main-window.png
 
 # The Save to Xcode flow into an icon set of the current Xcode template (one size, dark, tinted):
@@ -35,7 +38,7 @@ mkdir -p "$project"
 "$exe" generate --quiet --xcode "$project" --category 132 "$sample"
 xdotool key --window "$main" ctrl+alt+s   # File > Save to Xcode…
 sleep 1.5
-import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-instructions.png"
+import -window root -crop 1000x720+0+0 "$shots/save-to-xcode-instructions.png"
 echo "screenshots: wrote docs/screenshots/save-to-xcode-instructions.png"
 xdotool key Return
 sleep 1.5
@@ -47,7 +50,7 @@ xdotool key --delay 150 ctrl+a ctrl+v
 sleep 0.5
 xdotool key Return
 sleep 1.5
-import -window root -crop 1000x640+0+0 "$shots/save-to-xcode-slots.png"
+import -window root -crop 1000x720+0+0 "$shots/save-to-xcode-slots.png"
 echo "screenshots: wrote docs/screenshots/save-to-xcode-slots.png"
 xdotool key Escape
 sleep 0.5
@@ -75,11 +78,11 @@ rm -rf "$XDG_CONFIG_HOME"
 (cd "$home" && exec "$exe" "$sample" 2>"$home/app.log") &
 app=$!
 main=$(wait_for_window "IconFoundry")
-xdotool windowsize "$main" 1000 640 windowmove "$main" 0 0
+xdotool windowsize "$main" 1000 720 windowmove "$main" 0 0
 welcome=$(wait_for_window "IconFoundry News")
 xdotool windowmove "$welcome" 220 110
 sleep 3
-import -window root -crop 1000x640+0+0 "$shots/announcement-launch.png"
+import -window root -crop 1000x720+0+0 "$shots/announcement-launch.png"
 echo "screenshots: wrote docs/screenshots/announcement-launch.png"
 xdotool key --window "$welcome" Return
 sleep 0.5
@@ -90,5 +93,5 @@ xdotool key Down Down Down Return
 history=$(wait_for_window "^Announcements$")
 xdotool windowmove "$history" 220 110
 sleep 3
-import -window root -crop 1000x640+0+0 "$shots/announcement-history.png"
+import -window root -crop 1000x720+0+0 "$shots/announcement-history.png"
 echo "screenshots: wrote docs/screenshots/announcement-history.png"

@@ -261,6 +261,42 @@ Do you want to replace these entries?</translation>
         <source>Pasted or dropped image</source>
         <translation>Pasted or dropped image</translation>
     </message>
+    <message id="MainWindow.OtherPlatforms.Title">
+        <source>Other Platforms</source>
+        <translation>Other Platforms</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Android">
+        <source>Android</source>
+        <translation>Android</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Android.ToolTip">
+        <source>Launcher icons (legacy, round, adaptive and themed) and the Play Store icon, saved in android/res</source>
+        <translation>Launcher icons (legacy, round, adaptive and themed) and the Play Store icon, saved in android/res</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Web">
+        <source>Web</source>
+        <translation>Web</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Web.ToolTip">
+        <source>favicon.ico, apple-touch-icon.png and the web app manifest's icons, saved in web</source>
+        <translation>favicon.ico, apple-touch-icon.png and the web app manifest's icons, saved in web</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Padding">
+        <source>Padding</source>
+        <translation>Padding</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Padding.ToolTip">
+        <source>Room left around the artwork of the Android and web icons on every side, in percent of the icon</source>
+        <translation>Room left around the artwork of the Android and web icons on every side, in percent of the icon</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Trim">
+        <source>Trim transparent border</source>
+        <translation>Trim transparent border</translation>
+    </message>
+    <message id="MainWindow.OtherPlatforms.Trim.ToolTip">
+        <source>Cut the image's fully transparent border away before it is placed on the Android and web icons</source>
+        <translation>Cut the image's fully transparent border away before it is placed on the Android and web icons</translation>
+    </message>
     <message id="MainWindow.FileCount">
         <source>The ticked sets write %1 files.</source>
         <translation>The ticked sets write %1 files.</translation>

@@ -98,6 +98,14 @@ bool AndroidIconSet::isBackgroundColourXml(const QByteArray& text)
     return !xml.hasError() && colours == 1;
 }
 
+int AndroidIconSet::fileCount(bool backgroundImage)
+{
+    // Per density: legacy, round, foreground, monochrome and the background image when there is
+    // one; then the Play Store icon, the two XML files and the colour when there is no image.
+    const int perDensity = backgroundImage ? 5 : 4;
+    return int(densities().size()) * perDensity + 3 + (backgroundImage ? 0 : 1);
+}
+
 QString AndroidIconSet::playStoreName(const QString& resFolder)
 {
     return QDir(resFolder).absolutePath().section(QLatin1Char('/'), -1) == QLatin1String("res")

@@ -47,6 +47,9 @@ public:
     static bool plan(const PlatformIconRenderer& renderer, const QString& resFolder, IconFilePlan& out,
                      Error* error = nullptr);
 
+    // How many files plan() gives, without drawing them.
+    static int fileCount(bool backgroundImage);
+
     // The adaptive icon's XML (the same for ic_launcher and ic_launcher_round).
     static QByteArray adaptiveIconXml(bool backgroundImage);
     // values/ic_launcher_background.xml for the colour (#RRGGBB, upper case).

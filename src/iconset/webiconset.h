@@ -25,6 +25,10 @@ public:
     static constexpr int kAppleTouchSide = 180;
     static constexpr double kMaskableSafeDiameter = 0.8;
 
+    // How many files plan() gives: favicon.ico, apple-touch-icon.png, four manifest icons and the
+    // manifest.
+    static constexpr int kFileCount = 7;
+
     // The manifest's name in the folder: the one there, else manifest.webmanifest.
     static QString manifestName(const QString& folder);
 

@@ -9,6 +9,7 @@
 #include "mainwindow/categoryselection.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/pasteboardreader.h"
+#include "mainwindow/platformsetsbox.h"
 #include "mainwindow/progresswindowcontroller.h"
 #include "mainwindow/recentdocumentsmenu.h"
 #include "mainwindow/sourcefilewatch.h"
@@ -124,6 +125,13 @@ void MainWindowController::windowDidLoad()
     });
     connectActions();
     rebuildCategoryCheckboxes();
+    // Last in the categories' panel: their checkboxes are inserted above it whenever they are built.
+    platformSetsBox_ = new PlatformSetsBox(ui_->categoriesContainer);
+    ui_->categoriesLayout->addWidget(platformSetsBox_);
+    platformSetsBox_->setChoice({defaults_.platformIconSets().contains(QLatin1String("android")),
+                                 defaults_.platformIconSets().contains(QLatin1String("web")),
+                                 defaults_.platformIconPadding(), defaults_.platformIconTrim()});
+    connect(platformSetsBox_, &PlatformSetsBox::changed, this, &MainWindowController::platformSetsChanged);
 
     // The wells sit under the count of files, where the user looks before saving.
     appearanceWells_ = new AppearanceWells(ui_->centralwidget);
@@ -401,7 +409,7 @@ void MainWindowController::refreshImageInfo()
             Texts::text("MainWindow.ImageInfo").arg(name).arg(pixels.width()).arg(pixels.height()));
     }
     ui_->imageInfoLabel->setVisible(sourceImage_ != nullptr);
-    const qsizetype files = iconFileURLs(QString(), selectedImageCategories()).size();
+    const qsizetype files = iconFileURLs(QString(), selectedImageCategories()).size() + platformFileCount();
     ui_->filesCountLabel->setText(files == 0   ? Texts::text("MainWindow.FileCount.None")
                                   : files == 1 ? Texts::text("MainWindow.FileCount.One")
                                                : Texts::text("MainWindow.FileCount").arg(files));
@@ -636,6 +644,12 @@ AppearanceWells* MainWindowController::appearanceWells()
 {
     window();
     return appearanceWells_;
+}
+
+PlatformSetsBox* MainWindowController::platformSetsBox()
+{
+    window();
+    return platformSetsBox_;
 }
 
 } // namespace iconfoundry

@@ -2,6 +2,7 @@
 
 #include "iconset/image.h"
 #include "iconset/imagecategory.h"
+#include "iconset/platformiconoptions.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/sourceimage.h"
 #include "platform/error.h"
@@ -31,8 +32,10 @@ class AppearanceWells;
 class CategorySelection;
 class ContentsJSONProcessor;
 class Defaults;
+class IconFilePlan;
 class IconSetPlan;
 class ImageProcessor;
+class PlatformSetsBox;
 class ProgressWindowController;
 class RecentDocumentsMenu;
 class SourceFileWatch;
@@ -143,7 +146,8 @@ public:
     void saveDocumentToXcode();
     // The Android launcher icons into a res folder, and the web icons into a web project's folder
     // (its manifest merged), chosen in a folder panel; files that would change are asked about
-    // first. Drawn over the window's background colour.
+    // first. Drawn over the window's background colour, with the padding and trim of the Other
+    // Platforms group.
     void saveAndroidIcons();
     void saveWebIcons();
     void copy();
@@ -156,7 +160,9 @@ public:
     // Writing steps; each completes on the main thread, after any question or alert it raised was
     // answered. Images are written with the ticked categories of the moment the step starts.
     //
-    // Stores the ticked categories, asks before replacing files that exist, then writes.
+    // Stores the ticked categories, asks before replacing files that exist, then writes. With
+    // Android or Web ticked their sets go into android/res and web in the same folder, and the one
+    // question lists the files of every set.
     void saveImageFilesToURL(const QUrl& url, std::function<void(bool)> completion = {});
     // Writes the icon files; a failure is shown with Retry and Cancel, and Cancel completes with
     // what the writer returned.
@@ -207,6 +213,7 @@ public:
     QAction* tintedFromSourceAction();
     QAction* chooseBackgroundColourAction();
     AppearanceWells* appearanceWells();
+    PlatformSetsBox* platformSetsBox();
 
 private:
     void windowDidLoad();
@@ -234,6 +241,10 @@ private:
     QFuture<WriteResult> writeIconFiles(const QUrl& url, const IconSetPlan& plan,
                                         std::function<void(bool)> completion);
     void endWrite();
+    // After a write: completion(ok) when it reported no error; otherwise the error is shown with
+    // Retry, which runs retry, and Cancel, which completes with cancelled.
+    void completeWrite(const WriteResult& result, const QString& messageText, std::function<void()> retry,
+                       std::function<void(bool)> completion, bool cancelled);
     // The plan of a save into url: a plain folder with the ticked categories, or an icon set
     // whose own slots decide unless useTicked. False with the error for a broken Contents.json.
     bool planSave(const QUrl& url, bool iconSet, bool useTicked, IconSetPlan& plan, Error* error);
@@ -265,6 +276,32 @@ private:
         Web
     };
     void savePlatformIcons(Platform platform);
+    // One Android or web set to write, and its folder.
+    struct PlatformTarget
+    {
+        Platform platform;
+        QString folder;
+    };
+    // The ticked Android and web sets, in folder/android/res and folder/web.
+    QList<PlatformTarget> tickedPlatformTargets(const QString& folder);
+    // The window's background colour with the padding and trim of the Other Platforms group.
+    PlatformIconOptions platformIconOptions();
+    // How many files the ticked Android and web sets write.
+    int platformFileCount();
+    // Draws the platform sets on the thread pool and compares them with their folders, asks once
+    // (unless !ask) before changing the Apple files of applePlan that exist or platform files
+    // that would change, listed relative to url, then writes the Apple files and the platform
+    // sets. The status line counts them all. Completes with whether everything was written.
+    void saveWithPlatformSets(const QUrl& url, const IconSetPlan& applePlan,
+                              const QList<PlatformTarget>& targets, bool ask,
+                              std::function<void(bool)> completion);
+    using PlatformPlans = std::shared_ptr<const QList<IconFilePlan>>;
+    void writeAllSets(const QUrl& url, const IconSetPlan& applePlan, const PlatformPlans& plans,
+                      std::function<void(bool)> completion);
+    // Writes the plans on the thread pool; a failure is shown with Retry.
+    void writePlatformPlans(const PlatformPlans& plans, std::function<void(bool)> completion);
+    // Stores the Other Platforms group in the defaults and counts the files again.
+    void platformSetsChanged();
     // False, after telling the user, when no category is ticked.
     bool checkImageSizesChosen(const QList<ImageCategory>& categories);
     // The URLs of the icon files the categories give, in folder, each file once.
@@ -285,6 +322,7 @@ private:
     // How the last Save to Xcode chose its slots, for Save to repeat it.
     bool xcodeUsesTickedCategories_ = false;
     AppearanceWells* appearanceWells_ = nullptr; // owned by the window
+    PlatformSetsBox* platformSetsBox_ = nullptr; // owned by the window
     QMenu* appearanceMenu_ = nullptr;            // owned by the window
     QAction* chooseDarkImageAction_ = nullptr;
     QAction* clearDarkImageAction_ = nullptr;

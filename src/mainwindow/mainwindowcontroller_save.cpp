@@ -61,7 +61,9 @@ bool MainWindowController::checkImageSizesChosen(const QList<ImageCategory>& cat
 
 void MainWindowController::saveDocumentAs()
 {
-    if (!hasImage() || isWriting() || !checkImageSizesChosen(selectedImageCategories()))
+    // A ticked Android or Web set is enough to save.
+    if (!hasImage() || isWriting() ||
+        (platformFileCount() == 0 && !checkImageSizesChosen(selectedImageCategories())))
         return;
     QPointer<MainWindowController> self(this);
     chooseFolder(Texts::text("SaveDocument.Panel.Title"), false, [self](const QUrl& url) {
@@ -235,7 +237,15 @@ void MainWindowController::saveDocument()
                 self->saveContentsJSONUnconditionally(url, plan, {});
         });
     } else if (!directoryURL_.isEmpty()) {
-        saveImageFilesUnconditionallyToURL(directoryURL_);
+        // Save repeats Save As, the Android and web sets included.
+        const QList<PlatformTarget> targets = tickedPlatformTargets(directoryURL_.toLocalFile());
+        if (targets.isEmpty()) {
+            saveImageFilesUnconditionallyToURL(directoryURL_);
+            return;
+        }
+        IconSetPlan plan;
+        planSave(directoryURL_, false, true, plan, nullptr);
+        saveWithPlatformSets(directoryURL_, plan, targets, false, {});
     }
 }
 
@@ -246,7 +256,11 @@ void MainWindowController::saveImageFilesToURL(const QUrl& url, std::function<vo
     saveImageCategoryCheckboxState();
     IconSetPlan plan;
     planSave(url, false, true, plan, nullptr);
-    saveImageFiles(url, plan, std::move(completion));
+    const QList<PlatformTarget> targets = tickedPlatformTargets(url.toLocalFile());
+    if (targets.isEmpty())
+        saveImageFiles(url, plan, std::move(completion));
+    else
+        saveWithPlatformSets(url, plan, targets, true, std::move(completion));
 }
 
 void MainWindowController::saveImageFiles(const QUrl& url, const IconSetPlan& plan,
@@ -340,21 +354,13 @@ MainWindowController::writeIconFiles(const QUrl& url, const IconSetPlan& plan,
         [self, url, plan, completion](const WriteResult& result) {
             if (!self)
                 return;
-            if (!result.error) {
-                if (completion)
-                    completion(result.ok);
-                return;
-            }
-            LOG_ERROR("Error during resizeAndSaveImage: %s",
-                      qUtf8Printable(result.error->localizedDescription));
-            const bool ok = result.ok;
-            beginAlert(retryAlert(Texts::text("SaveImageFiles.Error"), *result.error),
-                       [self, url, plan, completion, ok](int response, const Alert&) {
-                           if (self && response == Alert::FirstButtonReturn)
-                               self->writeIconFiles(url, plan, completion);
-                           else if (completion)
-                               completion(ok);
-                       });
+            if (result.error)
+                LOG_ERROR("Error during resizeAndSaveImage: %s",
+                          qUtf8Printable(result.error->localizedDescription));
+            self->completeWrite(
+                result, Texts::text("SaveImageFiles.Error"),
+                [self, url, plan, completion] { self->writeIconFiles(url, plan, completion); }, completion,
+                result.ok);
         });
 }
 
@@ -431,24 +437,39 @@ void MainWindowController::saveContentsJSONUnconditionally(const QUrl& url, cons
         [self, url, plan, completion](const WriteResult& result) {
             if (!self)
                 return;
-            if (!result.error) {
-                if (completion)
-                    completion(result.ok);
-                return;
-            }
-            LOG_ERROR("Error during saveJSONforCategories: %s",
-                      qUtf8Printable(result.error->localizedDescription));
-            beginAlert(retryAlert(Texts::text("SaveContentsJSON.Error"), *result.error),
-                       [self, url, plan, completion](int response, const Alert&) {
-                           if (self && response == Alert::FirstButtonReturn)
-                               self->saveContentsJSONUnconditionally(url, plan, completion);
-                           else if (completion)
-                               completion(false);
-                       });
+            if (result.error)
+                LOG_ERROR("Error during saveJSONforCategories: %s",
+                          qUtf8Printable(result.error->localizedDescription));
+            self->completeWrite(
+                result, Texts::text("SaveContentsJSON.Error"),
+                [self, url, plan, completion] {
+                    self->saveContentsJSONUnconditionally(url, plan, completion);
+                },
+                completion, false);
         });
 }
 
 // MARK: - Writing off the main thread
+
+void MainWindowController::completeWrite(const WriteResult& result, const QString& messageText,
+                                         std::function<void()> retry, std::function<void(bool)> completion,
+                                         bool cancelled)
+{
+    if (!result.error) {
+        if (completion)
+            completion(result.ok);
+        return;
+    }
+    QPointer<MainWindowController> self(this);
+    beginAlert(retryAlert(messageText, *result.error),
+               [self, retry = std::move(retry), completion = std::move(completion), cancelled](int response,
+                                                                                               const Alert&) {
+                   if (self && response == Alert::FirstButtonReturn)
+                       retry();
+                   else if (completion)
+                       completion(cancelled);
+               });
+}
 
 QFuture<MainWindowController::WriteResult>
 MainWindowController::beginWrite(std::function<WriteResult(const Progress&)> work,

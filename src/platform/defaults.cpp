@@ -175,6 +175,41 @@ void Defaults::setIconBackgroundColour(const QString& colour)
     settings_->sync();
 }
 
+QStringList Defaults::platformIconSets() const
+{
+    return settings_->value(PlatformIconSetsKey).toStringList();
+}
+
+void Defaults::setPlatformIconSets(const QStringList& sets)
+{
+    settings_->setValue(PlatformIconSetsKey, sets);
+    settings_->sync();
+}
+
+int Defaults::platformIconPadding() const
+{
+    bool isNumber = false;
+    const int percent = settings_->value(PlatformIconPaddingKey).toInt(&isNumber);
+    return isNumber && percent >= 0 && percent <= MaximumPlatformIconPadding ? percent : 0;
+}
+
+void Defaults::setPlatformIconPadding(int percent)
+{
+    settings_->setValue(PlatformIconPaddingKey, percent);
+    settings_->sync();
+}
+
+bool Defaults::platformIconTrim() const
+{
+    return settings_->value(PlatformIconTrimKey, false).toBool();
+}
+
+void Defaults::setPlatformIconTrim(bool trim)
+{
+    settings_->setValue(PlatformIconTrimKey, trim);
+    settings_->sync();
+}
+
 bool Defaults::synchronize()
 {
     settings_->sync();

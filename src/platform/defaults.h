@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 #include <QVariantMap>
 #include <memory>
@@ -32,6 +33,9 @@ public:
     static constexpr char SendsLaunchReportKey[] = "SendsLaunchReport";
     static constexpr char InstallIdentifierKey[] = "InstallIdentifier";
     static constexpr char IconBackgroundColourKey[] = "IconBackgroundColour";
+    static constexpr char PlatformIconSetsKey[] = "PlatformIconSets";
+    static constexpr char PlatformIconPaddingKey[] = "PlatformIconPadding";
+    static constexpr char PlatformIconTrimKey[] = "PlatformIconTrim";
 
     // How many recent documents the Open Recent menu remembers.
     static constexpr int MaximumRecentDocuments = 10;
@@ -82,6 +86,21 @@ public:
     // empty when never chosen. Written through at once.
     QString iconBackgroundColour() const;
     void setIconBackgroundColour(const QString& colour);
+
+    // The ticked icon sets of platforms other than Apple's ("android", "web"), beside the ticked
+    // categories; empty when never stored. Written through at once.
+    QStringList platformIconSets() const;
+    void setPlatformIconSets(const QStringList& sets);
+    // Room around the Android and web artwork, in percent of the canvas side; 0 when absent or
+    // not a number from 0 to 40. Written through at once.
+    int platformIconPadding() const;
+    void setPlatformIconPadding(int percent);
+    // Whether the Android and web sets trim the source's transparent border; false when absent.
+    // Written through at once.
+    bool platformIconTrim() const;
+    void setPlatformIconTrim(bool trim);
+    // The padding platformIconPadding() accepts.
+    static constexpr int MaximumPlatformIconPadding = 40;
 
     // Writes pending changes to the backing store; false when that failed.
     bool synchronize();
