@@ -26,6 +26,16 @@ enum Filter : uint8_t
     Paeth = 4
 };
 
+// The row loops (reading, choosing and applying filters) are built twice, for AVX2 and for plain
+// x86-64, and the loader picks one for the machine: the package stays generic, and on machines
+// with AVX2 the twice-as-wide vectors take 6 to 10% off the CPU time of a whole icon set. (The
+// resampler was measured the same way and got slower, so it is built once.)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define ICONFOUNDRY_ROW_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define ICONFOUNDRY_ROW_CLONES
+#endif
+
 // Byte buffers that resize() leaves uninitialised: every byte is written before it is read, and
 // zeroing megabytes of scanlines and deflate output first costs as much as filtering them.
 template <typename T> struct UninitialisedAllocator : std::allocator<T>
@@ -88,7 +98,7 @@ inline uint8_t unpremultiply(unsigned c, unsigned a)
 }
 
 // One row as straight RGBA bytes.
-void straightRow(const QImage& image, int y, uint8_t* out)
+ICONFOUNDRY_ROW_CLONES void straightRow(const QImage& image, int y, uint8_t* out)
 {
     const int w = image.width();
     switch (image.format()) {
@@ -151,7 +161,8 @@ inline uint8_t paeth(int a, int b, int c)
 
 // Filters one row of n bytes (Bpp bytes per pixel) with filter f into out.
 template <size_t Bpp>
-void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n, uint8_t* out)
+ICONFOUNDRY_ROW_CLONES void applyFilter(Filter f, const uint8_t* cur, const uint8_t* prev, size_t n,
+                                        uint8_t* out)
 {
     switch (f) {
     case None:
@@ -190,7 +201,8 @@ inline uint32_t magnitude(uint8_t v)
 // Picks the filter for one row by the usual estimate of how well it compresses: the filtered
 // bytes read as signed values, summed by magnitude; the smallest sum wins, ties to the lower
 // filter number. All five sums come from one pass over the row.
-template <size_t Bpp> Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
+template <size_t Bpp>
+ICONFOUNDRY_ROW_CLONES Filter chooseFilter(const uint8_t* cur, const uint8_t* prev, size_t n)
 {
     uint32_t sum[5] = {};
     for (size_t i = 0; i < Bpp; ++i) {
@@ -232,8 +244,8 @@ struct Background
 // One row as straight bytes, Bpp a pixel (3: through wide, without the alpha byte, laid over the
 // background when there is one).
 template <size_t Bpp>
-void readRow(const QImage& image, int y, uint8_t* out, Bytes& wide,
-             const Background& background)
+ICONFOUNDRY_ROW_CLONES void readRow(const QImage& image, int y, uint8_t* out, Bytes& wide,
+                                    const Background& background)
 {
     if constexpr (Bpp == 3) {
         const size_t width = size_t(image.width());
@@ -258,8 +270,8 @@ void readRow(const QImage& image, int y, uint8_t* out, Bytes& wide,
 // Rows [first, last) of the image as PNG scanlines, each a filter byte and the filtered row,
 // into filtered (which has room for every row). rows and wide are the caller's scratch.
 template <size_t Bpp>
-void filterRows(const QImage& image, int first, int last, uint8_t* filtered, Bytes& rows,
-                Bytes& wide, const Background& background)
+void filterRows(const QImage& image, int first, int last, uint8_t* filtered, Bytes& rows, Bytes& wide,
+                const Background& background)
 {
     const size_t n = size_t(image.width()) * Bpp;
     rows.assign(n * 2, 0);
