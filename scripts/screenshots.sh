@@ -27,7 +27,7 @@ printf '[General]\nPlatformIconSets=android, web\n' >"$XDG_CONFIG_HOME/co.velmor
 (cd "$home" && ICONFOUNDRY_ANNOUNCEMENTS_URL=about:blank exec "$exe" "$sample" 2>"$home/app.log") &
 app=$!
 main=$(wait_for_window "IconFoundry")
-xdotool windowsize "$main" 1000 720 windowmove "$main" 0 0
+xdotool windowsize "$main" 1000 740 windowmove "$main" 0 0
 shoot "$main" main-window.png
 
 # The Save to Xcode flow into an icon set of the current Xcode template (one size, dark, tinted):
@@ -38,7 +38,7 @@ mkdir -p "$project"
 "$exe" generate --quiet --xcode "$project" --category 132 "$sample"
 xdotool key --window "$main" ctrl+alt+s   # File > Save to Xcode…
 sleep 1.5
-import -window root -crop 1000x720+0+0 "$shots/save-to-xcode-instructions.png"
+import -window root -crop 1000x740+0+0 "$shots/save-to-xcode-instructions.png"
 echo "screenshots: wrote docs/screenshots/save-to-xcode-instructions.png"
 xdotool key Return
 sleep 1.5
@@ -50,7 +50,7 @@ xdotool key --delay 150 ctrl+a ctrl+v
 sleep 0.5
 xdotool key Return
 sleep 1.5
-import -window root -crop 1000x720+0+0 "$shots/save-to-xcode-slots.png"
+import -window root -crop 1000x740+0+0 "$shots/save-to-xcode-slots.png"
 echo "screenshots: wrote docs/screenshots/save-to-xcode-slots.png"
 xdotool key Escape
 sleep 0.5
@@ -78,11 +78,11 @@ rm -rf "$XDG_CONFIG_HOME"
 (cd "$home" && exec "$exe" "$sample" 2>"$home/app.log") &
 app=$!
 main=$(wait_for_window "IconFoundry")
-xdotool windowsize "$main" 1000 720 windowmove "$main" 0 0
+xdotool windowsize "$main" 1000 740 windowmove "$main" 0 0
 welcome=$(wait_for_window "IconFoundry News")
 xdotool windowmove "$welcome" 220 110
 sleep 3
-import -window root -crop 1000x720+0+0 "$shots/announcement-launch.png"
+import -window root -crop 1000x740+0+0 "$shots/announcement-launch.png"
 echo "screenshots: wrote docs/screenshots/announcement-launch.png"
 xdotool key --window "$welcome" Return
 sleep 0.5
@@ -93,5 +93,5 @@ xdotool key Down Down Down Return
 history=$(wait_for_window "^Announcements$")
 xdotool windowmove "$history" 220 110
 sleep 3
-import -window root -crop 1000x720+0+0 "$shots/announcement-history.png"
+import -window root -crop 1000x740+0+0 "$shots/announcement-history.png"
 echo "screenshots: wrote docs/screenshots/announcement-history.png"

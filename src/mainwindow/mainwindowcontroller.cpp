@@ -24,9 +24,11 @@
 #include <QClipboard>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QLayout>
 #include <QMainWindow>
 #include <QMenu>
 #include <QPointer>
+#include <QScreen>
 #include <QStatusBar>
 
 namespace iconfoundry {
@@ -98,6 +100,8 @@ QMainWindow* MainWindowController::window()
 void MainWindowController::showWindow()
 {
     QMainWindow* w = window();
+    if (!w->isVisible())
+        fitWindowToColumn();
     w->show();
     w->raise();
     w->activateWindow();
@@ -158,6 +162,26 @@ void MainWindowController::windowDidLoad()
 
     restoreImageCategoryCheckboxState();
     refreshView();
+}
+
+void MainWindowController::fitWindowToColumn()
+{
+    // The right-hand column (the sets, the other platforms, the wells, the buttons) is taller than
+    // the layout's default window: open tall enough for all of it. The sets' panel keeps its
+    // height, and the window's minimum follows its layout's (which grows with the column, say
+    // when an image's details add a line): the panel is never squeezed and its last rows never
+    // hidden. A screen too small for that gets the
+    // largest window it can hold.
+    QMainWindow* w = window_.get();
+    // Sizes are only right once the style (fonts, the panel's style sheet) has been applied.
+    w->ensurePolished();
+    w->centralWidget()->layout()->activate();
+    ui_->categoriesContainer->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    w->layout()->setSizeConstraint(QLayout::SetMinimumSize);
+    QSize size = w->size().expandedTo(w->sizeHint());
+    if (const QScreen* screen = w->screen())
+        size = size.boundedTo(screen->availableGeometry().size());
+    w->resize(size);
 }
 
 void MainWindowController::connectActions()

@@ -217,6 +217,7 @@ public:
 
 private:
     void windowDidLoad();
+    void fitWindowToColumn();
     void connectActions();
     void rebuildCategoryCheckboxes();
     void setUpdateNoticeVisible(bool visible);

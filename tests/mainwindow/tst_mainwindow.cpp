@@ -4,6 +4,7 @@
 #include "iconset/sourceimagenotificationcenter.h"
 #include "mainwindow/dragdropimageview.h"
 #include "mainwindow/mainwindowcontroller.h"
+#include "mainwindow/platformsetsbox.h"
 #include "platform/defaults.h"
 
 #include <QAbstractButton>
@@ -71,6 +72,7 @@ private slots:
     void restoresCategories();
     void menuRules_data();
     void menuRules();
+    void keepsTheWholeColumnInView();
 
 private:
     std::unique_ptr<MainWindowController> makeController();
@@ -541,6 +543,33 @@ void TestMainWindow::menuRules()
     // Commands without a rule are always available.
     QVERIFY(controller_->validateMenuItem(controller_->newDocumentAction()));
     QVERIFY(controller_->validateMenuItem(controller_->openDocumentAction()));
+}
+
+// The sets' panel, with the other platforms as its last rows, is not squeezed: not when the window
+// first opens, not after an image adds its details.
+void TestMainWindow::keepsTheWholeColumnInView()
+{
+    // Shorter than the column, like the layout's default size against the shipped catalogue.
+    controller_->window()->resize(880, 300);
+    controller_->showWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(controller_->window()));
+    QWidget* box = controller_->platformSetsBox();
+    QWidget* panel = box->parentWidget();
+    const auto whole = [&] {
+        return panel->height() == panel->sizeHint().height() && box->geometry().bottom() < panel->height() &&
+               box->height() >= box->minimumSizeHint().height();
+    };
+    const auto sizes = [&] {
+        return QStringLiteral("panel %1 of %2, box bottom %3 height %4 of %5")
+            .arg(panel->height())
+            .arg(panel->sizeHint().height())
+            .arg(box->geometry().bottom())
+            .arg(box->height())
+            .arg(box->minimumSizeHint().height());
+    };
+    QTRY_VERIFY2(whole(), qPrintable(sizes()));
+    QVERIFY(openGoodImage().isValid());
+    QTRY_VERIFY2(whole(), qPrintable(sizes()));
 }
 
 QTEST_MAIN(TestMainWindow)
