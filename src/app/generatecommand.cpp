@@ -18,6 +18,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <cstdio>
+#include <future>
+#include <system_error>
 #include <tuple>
 #ifdef Q_OS_WIN
 #include <io.h>
@@ -337,6 +339,18 @@ int GenerateCommand::run(const QStringList& arguments)
         report.object.insert(QStringLiteral("folder"), QFileInfo(folder).absoluteFilePath());
     report.object.insert(QStringLiteral("xcode"), xcode);
 
+    // A bitmap source is decoded while the catalogue is read: each takes a few milliseconds of one
+    // core.
+    QString sourceReason;
+    const auto decodeSource = [&] { return loadSource(source, QStringLiteral("source image"), &sourceReason); };
+    std::future<ImagePtr> decoding;
+    if (Image::isBitmapFile(source)) {
+        try {
+            decoding = std::async(std::launch::async, decodeSource);
+        } catch (const std::system_error&) { // no thread to be had: decoded below
+        }
+    }
+
     // Catalogue and categories.
     ImageProcessor processor;
     const QList<ImageCategory> catalogue = processor.allImageCategories();
@@ -357,10 +371,10 @@ int GenerateCommand::run(const QStringList& arguments)
     }
 
     // Sources: the main image, and those of the dark and tinted slots.
-    QString reason;
-    const ImagePtr image = loadSource(source, QStringLiteral("source image"), &reason);
+    const ImagePtr image = decoding.valid() ? decoding.get() : decodeSource();
     if (!image)
-        return report.fail(SourceUnusable, reason);
+        return report.fail(SourceUnusable, sourceReason);
+    QString reason;
     ImagePtr darkImage;
     if (!darkSource.isEmpty() && !(darkImage = loadSource(darkSource, QStringLiteral("dark image"), &reason)))
         return report.fail(SourceUnusable, reason);
@@ -508,6 +522,23 @@ int GenerateCommand::run(const QStringList& arguments)
         return report.fail(WouldReplace, message);
     }
 
+    // Contents.json is merged and synced to disk while the icons are drawn (the sync alone can take
+    // as long as the small icons), and put in place only once every icon it names is written.
+    const bool writesJSON = xcode && !files.isEmpty();
+    const bool jsonCreated =
+        writesJSON && !QFileInfo::exists(QDir(folder).filePath(ContentsJSONProcessor::fileName));
+    ContentsJSONProcessor contents(&processor);
+    AtomicFile::Staged stagedJSON;
+    Error jsonError;
+    const auto stageJSON = [&] { return contents.saveJSONforCategories(sizes, folder, stagedJSON, &jsonError); };
+    std::future<bool> staging;
+    if (writesJSON) {
+        try {
+            staging = std::async(std::launch::async, stageJSON);
+        } catch (const std::system_error&) { // no thread to be had: staged after the icons
+        }
+    }
+
     // Write, one source at a time. Sizes may share a file name; the last one written is what
     // stays on disk.
     const bool showProgress = !report.quiet && isatty(fileno(stderr));
@@ -517,6 +548,7 @@ int GenerateCommand::run(const QStringList& arguments)
         plan.write(processor, sources, &writeError,
                    [&](int done, int total, const QString& name) { progress.show(done, total, name); });
     progress.clear();
+    const bool jsonStaged = writesJSON && (staging.valid() ? staging.get() : stageJSON());
     if (!written)
         return report.fail(
             WriteFailed,
@@ -532,20 +564,17 @@ int GenerateCommand::run(const QStringList& arguments)
     report.object.insert(QStringLiteral("files"), fileReport);
 
     QString summary = QStringLiteral("Wrote %1").arg(plural(files.size(), "file", "files"));
-    if (xcode && !files.isEmpty()) {
-        const bool created = !QFileInfo::exists(QDir(folder).filePath(ContentsJSONProcessor::fileName));
-        Error jsonError;
-        ContentsJSONProcessor contents(&processor);
-        if (!contents.saveJSONforCategories(sizes, folder, &jsonError))
+    if (writesJSON) {
+        if (!jsonStaged || !ContentsJSONProcessor::saveJSONforCategories(stagedJSON, &jsonError))
             return report.fail(ContentsJSONProcessor::isBrokenFileError(jsonError) ? ContentsJSONBroken
                                                                                    : WriteFailed,
                                QStringLiteral("the icon files are written, but Contents.json is not: %1")
                                    .arg(jsonError.localizedDescription));
         report.object.insert(QStringLiteral("contentsJSON"),
-                             QJsonObject{{QStringLiteral("created"), created},
+                             QJsonObject{{QStringLiteral("created"), jsonCreated},
                                          {QStringLiteral("entries"), sizes.size()},
                                          {QStringLiteral("slotsTakenOver"), takenSlots.size()}});
-        summary += created ? QStringLiteral(" and a new Contents.json")
+        summary += jsonCreated ? QStringLiteral(" and a new Contents.json")
                            : QStringLiteral(" and merged Contents.json");
     }
     summary += QStringLiteral(" in %1").arg(folder);

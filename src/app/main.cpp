@@ -1,29 +1,64 @@
-#include "app/appdelegateservices.h"
 #include "app/cli.h"
-#include "app/updater.h"
+#include "app/windowmain.h"
 #include "logging/log.h"
-#include "platform/bundle.h"
 
-#include <QApplication>
-#include <QIcon>
+#include <QDir>
+#include <QFileInfo>
+#include <QLibrary>
+#include <QString>
 #include <cstdio>
+#include <cstdlib>
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
 
 using namespace iconfoundry;
 
 namespace {
 
-QIcon applicationIcon()
+// Ends the process once a command is done. Its output and the log are flushed first; what is
+// skipped is the teardown of the libraries' global objects and the freeing of memory that the
+// kernel takes back anyway, a few milliseconds of a job that may take a hundred. Sanitizer builds
+// exit normally, so that leaks are still looked for.
+[[noreturn]] void exitAfterCommand(int code)
 {
-    // The installed theme icon when there is one, else the artwork shipped in the bundle.
-    QIcon bundled;
-    for (const auto& [name, type] :
-         {std::pair{"images/iconfoundry", "svg"}, std::pair{"images/iconfoundry-256", "png"},
-          std::pair{"images/iconfoundry-64", "png"}}) {
-        const QString path = Bundle::pathForResource(QString::fromLatin1(name), QString::fromLatin1(type));
-        if (!path.isEmpty())
-            bundled.addFile(path);
+#if defined(__SANITIZE_ADDRESS__) || !defined(Q_OS_UNIX)
+    std::exit(code);
+#else
+    Log::flushLog();
+    std::fflush(nullptr);
+    _exit(code);
+#endif
+}
+
+// The window module: the file the environment names, else lib/iconfoundry beside the folder of
+// the running executable (the same in the build tree and an installed tree). No application
+// object exists yet to ask for that folder.
+QString windowModulePath(const char* argv0)
+{
+    const QString chosen = qEnvironmentVariable(WindowModule::pathVariable);
+    if (!chosen.isEmpty())
+        return chosen;
+    QString executable = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    if (executable.isEmpty())
+        executable = QFileInfo(QString::fromLocal8Bit(argv0)).absoluteFilePath();
+    return QDir::cleanPath(QFileInfo(executable).absolutePath() + QStringLiteral("/../lib/iconfoundry/") +
+                           QLatin1String(WindowModule::fileName));
+}
+
+// Loads the window module and runs the application in it. Every symbol is resolved at load, so a
+// module that does not fit this executable fails here with the loader's message; its symbols are
+// made global for the announcement windows, which it loads in turn and which use its code.
+int runWindowApplication(int argc, char** argv)
+{
+    QLibrary module(windowModulePath(argv[0]));
+    module.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::ExportExternalSymbolsHint);
+    const auto run = reinterpret_cast<WindowModule::Run>(module.resolve(WindowModule::runFunctionName));
+    if (!run) {
+        std::fprintf(stderr, "iconfoundry: cannot load the windows: %s\n", qPrintable(module.errorString()));
+        return 1;
     }
-    return QIcon::fromTheme(Bundle::bundleIdentifier(), bundled);
+    return run(argc, argv);
 }
 
 } // namespace
@@ -31,33 +66,11 @@ QIcon applicationIcon()
 int main(int argc, char** argv)
 {
     if (isCommandLineInvocation(argc, argv))
-        return runCommandLine(argc, argv);
+        exitAfterCommand(runCommandLine(argc, argv));
     // Qt aborts when it finds no display; say so in one line instead.
     if (const QString reason = missingDisplayReason(argc, argv); !reason.isEmpty()) {
         std::fprintf(stderr, "iconfoundry: %s\n", qPrintable(reason));
         return 1;
     }
-
-    // Qt WebEngine (the announcement windows) shares its GL contexts with the application's, which
-    // must be asked for before the application exists. It costs nothing until a web view is made.
-    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("iconfoundry"));
-    QApplication::setApplicationDisplayName(QStringLiteral("IconFoundry"));
-    QApplication::setApplicationVersion(Bundle::shortVersion());
-    // Ties the windows to the desktop entry, so the desktop shows the app's name and icon.
-    QGuiApplication::setDesktopFileName(Bundle::bundleIdentifier());
-    QApplication::setWindowIcon(applicationIcon());
-
-    Updater updater;
-    AppDelegateServices delegate;
-    delegate.setUpdater(&updater);
-    // Connected after the delegate's own handler, so what it logs on the way out is written too.
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Log::flushLog(); });
-    delegate.applicationDidFinishLaunching();
-    // Once the window is on screen: a file named on the command line, or the sample icon.
-    QMetaObject::invokeMethod(
-        &delegate, [&delegate] { delegate.openInitialDocument(QCoreApplication::arguments()); },
-        Qt::QueuedConnection);
-    return app.exec();
+    return runWindowApplication(argc, argv);
 }

@@ -395,6 +395,25 @@ bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageCategory>& ca
 bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageSize>& sizes, const QString& path,
                                                   Error* error)
 {
+    AtomicFile::Staged staged;
+    return saveJSONforCategories(sizes, path, staged, error) && saveJSONforCategories(staged, error);
+}
+
+bool ContentsJSONProcessor::saveJSONforCategories(AtomicFile::Staged& staged, Error* error)
+{
+    Error writeError;
+    if (!staged.commit(&writeError)) {
+        LOG_ERROR("ERROR saving JSON to path '%s' : %s", qUtf8Printable(staged.path()),
+                  qUtf8Printable(writeError.localizedDescription));
+        setError(error, WriteFailed, writeError.localizedDescription);
+        return false;
+    }
+    return true;
+}
+
+bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageSize>& sizes, const QString& path,
+                                                   AtomicFile::Staged& staged, Error* error)
+{
     const QString jsonPath = QDir(path).filePath(fileName);
     // The folder's faults are reported as failed saves, the file's as failed reads.
     const auto refuse = [&](bool reading, const Error& failure) {
@@ -455,7 +474,7 @@ bool ContentsJSONProcessor::saveJSONforCategories(const QList<ImageSize>& sizes,
 
     // Synced before the rename: a project's Contents.json must never be left broken.
     Error writeError;
-    if (!AtomicFile::write(jsonPath, text, &writeError, AtomicFile::Durability::PowerLoss)) {
+    if (!staged.stage(jsonPath, text, &writeError, AtomicFile::Durability::PowerLoss)) {
         LOG_ERROR("ERROR saving JSON to path '%s' : %s", qUtf8Printable(jsonPath),
                   qUtf8Printable(writeError.localizedDescription));
         setError(error, WriteFailed, writeError.localizedDescription);

@@ -3,6 +3,7 @@
 #include "iconset/imagecategory.h"
 #include "iconset/imagesize.h"
 #include "iconset/jsonnode.h"
+#include "platform/atomicfile.h"
 #include "platform/error.h"
 
 #include <QList>
@@ -62,6 +63,13 @@ public:
     std::optional<QList<ImageSize>> imageJSONThatExistForCategories(const QList<ImageSize>& sizes,
                                                                     const QString& path);
     bool saveJSONforCategories(const QList<ImageSize>& sizes, const QString& path, Error* error = nullptr);
+    // The same save in two halves, so that the disk sync can run while the icons the file names
+    // are still being written (under the same name, so that their log lines name the same
+    // operation): the first writes and syncs the merged file under a temporary name into staged
+    // and fails like the save above; the second puts it in place.
+    bool saveJSONforCategories(const QList<ImageSize>& sizes, const QString& path, AtomicFile::Staged& staged,
+                               Error* error = nullptr);
+    static bool saveJSONforCategories(AtomicFile::Staged& staged, Error* error = nullptr);
     // The "images" of the folder's Contents.json, as written; none when there is no file. False,
     // with the error, for a file that cannot be merged into.
     static bool readImages(const QString& path, std::vector<JsonNode>& images, Error* error = nullptr);

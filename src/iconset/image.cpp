@@ -245,6 +245,12 @@ ImagePtr Image::fromFile(const QString& path, Error* error)
     return fromDevice(&file, name, error);
 }
 
+bool Image::isBitmapFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && !formatFromSignature(file.read(16)).isEmpty();
+}
+
 ImagePtr Image::fromData(const QByteArray& data, Error* error)
 {
     QBuffer buffer;

@@ -48,6 +48,10 @@ public:
     // not a usable image (unreadable, corrupt, empty, zero-sized or too large to decode safely).
     static ImagePtr fromFile(const QString& path, Error* error = nullptr);
     static ImagePtr fromData(const QByteArray& data, Error* error = nullptr);
+    // Whether the file starts like a bitmap (PNG, JPEG, WebP, TIFF, GIF). Only such a source may be
+    // decoded on another thread than the one that draws it: a vector source keeps a drawing
+    // process that belongs to the thread that opened it.
+    static bool isBitmapFile(const QString& path);
     // Wraps a bitmap; the nominal size comes from its resolution (72 dpi when it has none).
     static ImagePtr fromQImage(const QImage& bitmap);
 

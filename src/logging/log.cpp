@@ -5,6 +5,7 @@
 #include "loggernode.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -67,11 +68,15 @@ void flushAtExit()
     Log::flushLog();
 }
 
+// Set once the state exists: until then nothing has been queued, so there is nothing to flush.
+std::atomic<bool> stateCreated{false};
+
 LogState& state()
 {
     static LogState* const s = [] {
         auto* created = new LogState;
         std::atexit(flushAtExit);
+        stateCreated.store(true, std::memory_order_release);
         return created;
     }();
     return *s;
@@ -365,6 +370,9 @@ void Log::logStatement(bool asynchronous, unsigned level, unsigned flag, const c
 
 void Log::flushLog()
 {
+    // A quiet command that never logged starts no logging thread just to flush nothing.
+    if (!stateCreated.load(std::memory_order_acquire))
+        return;
     LogState& s = state();
     if (isOnAnyLoggingQueue()) {
         // Waiting could wait for this very thread; the flush happens behind what is queued.

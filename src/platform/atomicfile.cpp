@@ -14,17 +14,29 @@
 
 namespace iconfoundry {
 
+namespace {
+
+bool fail(Error* error, const QString& path, QFileDevice::FileError code, const QString& problem)
+{
+    // One arg() call for both, so that a "%1" inside the path is not substituted again.
+    Error::set(error, AtomicFile::errorDomain(), int(code),
+               QStringLiteral("Could not save \u201c%1\u201d: %2.").arg(QDir::toNativeSeparators(path), problem));
+    return false;
+}
+
+} // namespace
+
 bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error, Durability durability)
 {
+    Staged staged;
+    return staged.stage(path, data, error, durability) && staged.commit(error);
+}
+
+bool AtomicFile::Staged::stage(const QString& path, const QByteArray& data, Error* error, Durability durability)
+{
+    discard();
     const QFileInfo info(path);
     const QString folder = info.path();
-    const auto fail = [&](QFileDevice::FileError code, const QString& problem) {
-        // One arg() call for both, so that a "%1" inside the path is not substituted again.
-        Error::set(error, errorDomain(), int(code),
-                   QStringLiteral("Could not save \u201c%1\u201d: %2.")
-                       .arg(QDir::toNativeSeparators(path), problem));
-        return false;
-    };
 
     QFile file;
     for (int attempt = 0;; ++attempt) {
@@ -38,7 +50,7 @@ bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error
             break;
         // Retry only a name clash with another writer's temporary file.
         if (attempt >= 16 || !QFileInfo::exists(temporary))
-            return fail(file.error(), file.errorString());
+            return fail(error, path, file.error(), file.errorString());
     }
 
     bool written = file.write(data) == data.size() && file.flush();
@@ -50,21 +62,37 @@ bool AtomicFile::write(const QString& path, const QByteArray& data, Error* error
     file.close();
     if (!written || file.error() != QFileDevice::NoError) {
         QFile::remove(file.fileName());
-        return fail(QFileDevice::WriteError, writeProblem);
+        return fail(error, path, QFileDevice::WriteError, writeProblem);
     }
+    path_ = path;
+    temporary_ = file.fileName();
+    return true;
+}
 
+bool AtomicFile::Staged::commit(Error* error)
+{
+    if (!isStaged())
+        return fail(error, path_, QFileDevice::RenameError, QStringLiteral("nothing was written"));
     std::error_code ec;
 #ifdef Q_OS_WIN
-    std::filesystem::rename(file.fileName().toStdWString(), path.toStdWString(), ec);
+    std::filesystem::rename(temporary_.toStdWString(), path_.toStdWString(), ec);
 #else
-    std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
-                            QFile::encodeName(path).toStdString(), ec);
+    std::filesystem::rename(QFile::encodeName(temporary_).toStdString(), QFile::encodeName(path_).toStdString(),
+                            ec);
 #endif
     if (ec) {
-        QFile::remove(file.fileName());
-        return fail(QFileDevice::RenameError, QString::fromStdString(ec.message()));
+        discard();
+        return fail(error, path_, QFileDevice::RenameError, QString::fromStdString(ec.message()));
     }
+    temporary_.clear();
     return true;
+}
+
+void AtomicFile::Staged::discard()
+{
+    if (isStaged())
+        QFile::remove(temporary_);
+    temporary_.clear();
 }
 
 bool AtomicFile::folderTakesNewFiles(const QString& folder, QString* reason)

@@ -152,7 +152,9 @@ void TestCli::reportsProblems_data()
 {
     QTest::addColumn<QStringList>("arguments");
     // "empty": no resources; "broken sizes": a truncated sizes list; with "console" the log goes
-    // to standard error; "no display": DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM empty.
+    // to standard error; "no display": DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM empty;
+    // "missing window module" and "text as window module": ICONFOUNDRY_WINDOW_MODULE names a file
+    // that is not there, or one that is no module.
     QTest::addColumn<QString>("resources");
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("stdoutPattern");
@@ -203,6 +205,12 @@ void TestCli::reportsProblems_data()
     QTest::newRow("no display for X11")
         << QStringList{"-platform", "xcb"} << "no display" << 1 << nothing
         << "^iconfoundry: no display to show the window on \\(DISPLAY is not set\\)[^\\n]*\\n$";
+    QTest::newRow("missing window module")
+        << QStringList{} << "missing window module" << 1 << nothing
+        << "^iconfoundry: cannot load the windows: [^\\n]*missing-window\\.so[^\\n]*\\n$";
+    QTest::newRow("text as window module")
+        << QStringList{"icon.png"} << "text as window module" << 1 << nothing
+        << "^iconfoundry: cannot load the windows: [^\\n]*window\\.txt[^\\n]*\\n$";
     QTest::newRow("nothing logged by default")
         << QStringList{"list"} << "broken sizes" << 1 << nothing << "^iconfoundry list: [^\\n]*\\n$";
 }
@@ -222,6 +230,10 @@ void TestCli::reportsProblems()
         environment << "DISPLAY="
                     << "WAYLAND_DISPLAY="
                     << "QT_QPA_PLATFORM=";
+    else if (resources == QLatin1String("missing window module"))
+        environment.append(QStringLiteral("ICONFOUNDRY_WINDOW_MODULE=") + folder.filePath("missing-window.so"));
+    else if (resources == QLatin1String("text as window module"))
+        environment.append(QStringLiteral("ICONFOUNDRY_WINDOW_MODULE=") + testData("window.txt"));
     else if (!resources.isEmpty())
         environment.append(QStringLiteral("ICONFOUNDRY_RESOURCE_DIR=") + folder.path());
     if (resources.contains(QLatin1String("console")))

@@ -322,6 +322,9 @@ void TestGenerate::badInput_data()
     QTest::newRow("folder in the way of an icon")
         << "{src} --out {dir} -c 121 --force" << 9 << "AppIcon-1024.png/"
         << "AppIcon-1024.png";
+    // Contents.json is staged while the icons are written: it must go when an icon cannot be written.
+    QTest::newRow("folder in the way of an icon in an icon set")
+        << "{src} --xcode {dir} -c 121 --force" << 9 << "AppIcon-1024.png/" << "AppIcon-1024.png";
 }
 
 void TestGenerate::badInput()
