@@ -396,11 +396,11 @@ private slots:
         QTest::newRow("2000 x 1 row") << noise(2000, 1, QImage::Format_RGBA8888);
         QTest::newRow("1 x 2000 column") << noise(1, 2000, QImage::Format_RGBA8888);
         QTest::newRow("artwork 181 x 181") << artwork(181);
-        // Over 1 MiB of scanlines: two strips, compressed on two threads, joined into one stream.
-        QTest::newRow("600 x 500 premultiplied noise, two strips")
+        // Over 1 MiB of scanlines: strips compressed on several threads, joined into one stream.
+        QTest::newRow("600 x 500 premultiplied noise, in strips")
             << noise(600, 500, QImage::Format_ARGB32_Premultiplied);
-        QTest::newRow("artwork 1024 x 1024, two strips") << artwork(1024);
-        QTest::newRow("110000 x 3 rows, two strips of one and two rows")
+        QTest::newRow("artwork 1024 x 1024, in strips") << artwork(1024);
+        QTest::newRow("110000 x 3 rows, a strip a row")
             << noise(110000, 3, QImage::Format_RGBA8888);
         QTest::newRow("grayscale is widened") << gray;
     }
@@ -460,7 +460,7 @@ private slots:
         QFETCH(QRgb, premultiplied);
         QFETCH(QRgb, background);
         QFETCH(QRgb, expected);
-        // Wide enough for the two-strip path too (over 1 MiB of scanlines).
+        // Wide enough for the strips too (over 1 MiB of scanlines).
         for (const int width : {3, 700}) {
             QImage image(width, width == 3 ? 2 : 600, QImage::Format_ARGB32_Premultiplied);
             image.fill(premultiplied);
