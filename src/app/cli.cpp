@@ -333,10 +333,12 @@ int runCommandLine(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("iconfoundry"));
     QCoreApplication::setApplicationVersion(Bundle::shortVersion());
     addConsoleLoggerIfAsked();
-    Texts::installTranslations();
 
     const QStringList arguments = QCoreApplication::arguments().mid(2);
     const Command* command = argc >= 2 ? findCommand(argv[1]) : nullptr;
+    // generate installs them itself, while its source is being decoded on another thread.
+    if (!command || command->run != GenerateCommand::run)
+        Texts::installTranslations();
     int code = Usage;
     if (command) {
         code = command->run(arguments);

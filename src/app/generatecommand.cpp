@@ -10,6 +10,7 @@
 #include "iconset/imagesuitability.h"
 #include "platform/atomicfile.h"
 #include "platform/bundle.h"
+#include "platform/texts.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -350,6 +351,8 @@ int GenerateCommand::run(const QStringList& arguments)
         } catch (const std::system_error&) { // no thread to be had: decoded below
         }
     }
+    // The translations of the texts the report may name (slot descriptions), loaded meanwhile.
+    Texts::installTranslations();
 
     // Catalogue and categories.
     ImageProcessor processor;

@@ -54,7 +54,7 @@ exe=$prefix/bin/iconfoundry
 # installed layout can answer.
 run()
 {
-    (cd "$prefix" && env -u ICONFOUNDRY_RESOURCE_DIR QT_QPA_PLATFORM=offscreen "$exe" "$@")
+    (cd "$prefix" && exec env -u ICONFOUNDRY_RESOURCE_DIR QT_QPA_PLATFORM=offscreen "$exe" "$@")
 }
 
 version=$(run --version) || fail "--version exits with $?"
@@ -110,7 +110,9 @@ done
 # The installed program finds the installed module when the launch announcement comes (the shipped
 # feed's welcome), and every symbol the module needs resolves against it and the window module.
 state=$prefix/state
-(cd "$prefix" && env -u ICONFOUNDRY_RESOURCE_DIR -u ICONFOUNDRY_ANNOUNCEMENTS_URL -u ICONFOUNDRY_ANNOUNCEMENTS_MODULE \
+# exec: $! is then the program itself, which the kill below must reach (a subshell would be
+# killed in its place and leave the program running).
+(cd "$prefix" && exec env -u ICONFOUNDRY_RESOURCE_DIR -u ICONFOUNDRY_ANNOUNCEMENTS_URL -u ICONFOUNDRY_ANNOUNCEMENTS_MODULE \
     -u ICONFOUNDRY_WINDOW_MODULE \
     QT_QPA_PLATFORM=offscreen QTWEBENGINE_DISABLE_SANDBOX=1 ICONFOUNDRY_LOG_JOURNAL=0 \
     HOME="$prefix/home" XDG_CONFIG_HOME="$prefix/config" XDG_STATE_HOME="$state" \
